@@ -1,0 +1,60 @@
+// auvo5-sfplay VERB ARGS...: inspect and exercise the engine without Max.
+#include <cstdio>
+#include <cstring>
+#include <exception>
+
+#include "CliVerbs.h"
+
+namespace cli {
+
+namespace {
+
+constexpr Verb verbs[] = {
+    {"osc", "osc FILE...",
+     "Print every message of each .osc, .txt or .coll file in the OSC text form, one per line, "
+     "bundles flattened depth first.",
+     RunOsc},
+};
+
+void PrintHelp(std::FILE* out)
+{
+    std::fprintf(out, "usage: auvo5-sfplay VERB [ARGS...]\n\nverbs:\n");
+    for (const auto& verb : verbs)
+        std::fprintf(out, "  auvo5-sfplay %.*s\n      %.*s\n", int(verb.usage.size()), verb.usage.data(),
+                     int(verb.summary.size()), verb.summary.data());
+    std::fprintf(out, "\nOn failure a verb prints the error on stderr and exits with status 1.\n");
+}
+
+} // namespace
+
+int ReportFailure(const std::exception& e)
+{
+    std::fflush(stdout);
+    std::fprintf(stderr, "%s\n", e.what());
+    return 1;
+}
+
+} // namespace cli
+
+int main(int argc, char** argv)
+{
+    if (argc < 2 || std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0)
+    {
+        cli::PrintHelp(argc < 2 ? stderr : stdout);
+        return argc < 2 ? 2 : 0;
+    }
+    for (const auto& verb : cli::verbs)
+        if (verb.name == argv[1])
+        {
+            try
+            {
+                return verb.run(argc - 2, argv + 2);
+            }
+            catch (const std::exception& e)
+            {
+                return cli::ReportFailure(e);
+            }
+        }
+    std::fprintf(stderr, "auvo5-sfplay: unknown verb \"%s\" (see --help)\n", argv[1]);
+    return 2;
+}

@@ -1,0 +1,10 @@
+# KEL_SANITIZE=address gives ASan+UBSan, KEL_SANITIZE=thread gives TSan.
+if(KEL_SANITIZE STREQUAL "address")
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
+elseif(KEL_SANITIZE STREQUAL "thread")
+  add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=thread)
+elseif(NOT KEL_SANITIZE STREQUAL "")
+  message(FATAL_ERROR "KEL_SANITIZE must be empty, 'address' or 'thread'")
+endif()

@@ -1,0 +1,106 @@
+#include "files/KelFile.h"
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <system_error>
+
+#include "common/KelException.h"
+
+namespace kel {
+
+namespace fs = std::filesystem;
+
+namespace {
+fs::path ToPath(const String& text)
+{
+    return fs::path(std::u8string(text.begin(), text.end()));
+}
+String FromPath(const fs::path& p)
+{
+    const auto u8 = p.generic_u8string();
+    return String(u8.begin(), u8.end());
+}
+} // namespace
+
+String File::getFileName() const { return FromPath(ToPath(path).filename()); }
+String File::getFileNameWithoutExtension() const { return FromPath(ToPath(path).stem()); }
+String File::getFileExtension() const { return FromPath(ToPath(path).extension()); }
+
+bool File::hasFileExtension(std::string_view extension) const
+{
+    if (!extension.empty() && extension.front() == '.')
+        extension.remove_prefix(1);
+    const String own = getFileExtension();
+    const std::string_view ownView = own.empty() ? std::string_view() : std::string_view(own).substr(1);
+    return EqualsIgnoreCase(ownView, extension);
+}
+
+File File::withFileExtension(std::string_view extension) const
+{
+    String ext(extension);
+    if (!ext.empty() && ext.front() != '.')
+        ext.insert(ext.begin(), '.');
+    return File(FromPath(ToPath(path).replace_extension(ToPath(ext))));
+}
+
+File File::getParentDirectory() const { return File(FromPath(ToPath(path).parent_path())); }
+File File::getChildFile(std::string_view relativePath) const
+{
+    return File(FromPath(ToPath(path) / ToPath(String(relativePath))));
+}
+
+bool File::exists() const
+{
+    std::error_code error;
+    return !path.empty() && fs::exists(ToPath(path), error);
+}
+bool File::existsAsFile() const
+{
+    std::error_code error;
+    return !path.empty() && fs::is_regular_file(ToPath(path), error);
+}
+bool File::isDirectory() const
+{
+    std::error_code error;
+    return !path.empty() && fs::is_directory(ToPath(path), error);
+}
+std::uint64_t File::getSize() const
+{
+    std::error_code error;
+    const auto size = fs::file_size(ToPath(path), error);
+    return error ? 0 : std::uint64_t(size);
+}
+bool File::deleteFile() const
+{
+    std::error_code error;
+    return fs::remove(ToPath(path), error) && !error;
+}
+bool File::createDirectory() const
+{
+    std::error_code error;
+    fs::create_directories(ToPath(path), error);
+    return isDirectory();
+}
+
+String File::loadFileAsString() const
+{
+    std::ifstream in(ToPath(path), std::ios::binary);
+    if (!in)
+        throw exceptions::NoSuchFile(*this, KEL_HERE);
+    std::ostringstream content;
+    content << in.rdbuf();
+    return content.str();
+}
+
+bool File::replaceWithText(std::string_view text) const
+{
+    std::ofstream out(ToPath(path), std::ios::binary | std::ios::trunc);
+    if (!out)
+        return false;
+    out.write(text.data(), std::streamsize(text.size()));
+    out.close();
+    return bool(out);
+}
+
+} // namespace kel
