@@ -1,0 +1,67 @@
+// Writes 32-bit float WAV files, switching to RF64 when the data outgrows what
+// a RIFF size field can hold. Used by the offline renderer and the host
+// simulator's recorder.
+//
+// Supports: IEEE float 32-bit samples, any channel count (WAVE_FORMAT_EXTENSIBLE
+// above two channels, no speaker mask), a "fact" chunk. Writes no metadata.
+//
+// The header reserves a JUNK chunk the size of an RF64 "ds64" chunk, so the
+// switch to RF64 at the end rewrites the header in place.
+//
+// Not thread-safe; blocks on the file system.
+#pragma once
+
+#include <cstdint>
+#include <fstream>
+#include <vector>
+
+#include "files/KelFile.h"
+
+namespace kel {
+
+class WavFileWriter
+{
+public:
+    /** The largest RIFF/WAVE file a 32-bit size field can describe. */
+    static constexpr std::uint64_t riffLimit = 0xFFFFFFFFull;
+
+    /** Creates or replaces the file; throws kel::exceptions::ErrorWritingFile
+        when it cannot be created. rf64Threshold: total file size above which
+        the file becomes RF64 (lower it only to test the switch). */
+    WavFileWriter(const File& file, std::uint32_t numChannels, double sampleRate,
+                  std::uint64_t rf64Threshold = riffLimit);
+    /** Finalises if finalise() was not called; errors are swallowed there. */
+    ~WavFileWriter();
+
+    WavFileWriter(const WavFileWriter&) = delete;
+    WavFileWriter& operator=(const WavFileWriter&) = delete;
+
+    /** Appends frames given as one array per channel. */
+    void WritePlanar(const float* const* channels, std::uint32_t numFrames);
+    /** Appends frames given interleaved. */
+    void WriteInterleaved(const float* frames, std::uint32_t numFrames);
+
+    /** Writes the final sizes (and the RF64 header when needed) and closes
+        the file; throws kel::exceptions::ErrorWritingFile on failure. */
+    void Finalise();
+
+    std::uint64_t getNumFramesWritten() const noexcept { return framesWritten; }
+    bool isRF64() const noexcept { return becameRF64; }
+
+private:
+    void writeHeader();
+    void check();
+
+    File file;
+    std::ofstream out;
+    std::uint32_t numChannels;
+    double sampleRate;
+    std::uint64_t rf64Threshold;
+    std::uint64_t dataStart = 0;
+    std::uint64_t framesWritten = 0;
+    std::vector<char> scratch;
+    bool finalised = false;
+    bool becameRF64 = false;
+};
+
+} // namespace kel
