@@ -2,8 +2,10 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <string>
 
 #include "CliVerbs.h"
+#include "common/KelException.h"
 
 namespace cli {
 
@@ -31,7 +33,12 @@ void PrintHelp(std::FILE* out)
 int ReportFailure(const std::exception& e)
 {
     std::fflush(stdout);
-    std::fprintf(stderr, "%s\n", e.what());
+    // The text may hold a zero byte (a packet's offending character), so it
+    // is written by length, not as a C string.
+    const kel::Exception* ours = dynamic_cast<const kel::Exception*>(&e);
+    const std::string text = ours ? ours->getFullText() : std::string(e.what());
+    std::fwrite(text.data(), 1, text.size(), stderr);
+    std::fputc('\n', stderr);
     return 1;
 }
 

@@ -102,12 +102,12 @@ public:
     }
     void Resize(std::size_t n)
     {
-        Reserve(n);
+        growFor(n);
         items.resize(n);
     }
     void Resize(std::size_t n, const T& value)
     {
-        Reserve(n);
+        growFor(n);
         items.resize(n, value);
     }
     /** Empties the vector and keeps its storage. */
@@ -120,14 +120,16 @@ public:
     const std::vector<T>& asStdVector() const noexcept { return items; }
 
 private:
-    void growForOneMore()
+    void growForOneMore() { growFor(items.size() + 1); }
+
+    /** Geometric growth, so that repeated appends stay linear, but never
+        past what the guard allows, so that a vector the guard accepts can
+        always be filled. A first allocation is exact. */
+    void growFor(std::size_t needed)
     {
-        if (items.size() < items.capacity())
+        if (needed <= items.capacity())
             return;
-        // Doubling, but never past what the guard allows so that a vector
-        // the guard accepts can always be filled.
-        const std::size_t needed = items.size() + 1;
-        const std::size_t doubled = std::max<std::size_t>(8, items.capacity() * 2);
+        const std::size_t doubled = items.capacity() == 0 ? needed : items.capacity() * 2;
         Reserve(std::max(needed, std::min(doubled, maxElements)));
     }
 
