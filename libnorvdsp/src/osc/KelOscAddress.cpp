@@ -1,11 +1,52 @@
 #include "osc/KelOscAddress.h"
 
 #include <algorithm>
+#include <array>
 
 #include "common/KelException.h"
 #include "osc/KelOscPatternMatching.h"
 
 namespace kel {
+
+namespace {
+
+// What each byte means to the splitter, so that a valid address is split,
+// validated and hashed in one pass without decoding.
+enum : std::uint8_t
+{
+    refusedAlways = 1,    // control, space, "#", DEL and every non-ASCII byte
+    refusedInAddress = 2, // "*,?[]{}"
+    wildcardCharacter = 4,
+    bracketCharacter = 8, // "[]{},": only these can fail a sanity check
+};
+
+constexpr std::array<std::uint8_t, 256> MakeClasses()
+{
+    std::array<std::uint8_t, 256> classes{};
+    for (int c = 0; c < 256; ++c)
+    {
+        std::uint8_t bits = 0;
+        if (c < 32 || c > 126 || c == ' ' || c == '#')
+            bits |= refusedAlways;
+        if (std::string_view("*,?[]{}").find(char(c)) != std::string_view::npos)
+            bits |= refusedInAddress;
+        if (std::string_view("*?{}[]").find(char(c)) != std::string_view::npos)
+            bits |= wildcardCharacter;
+        if (std::string_view("[]{},").find(char(c)) != std::string_view::npos)
+            bits |= bracketCharacter;
+        classes[std::size_t(c)] = bits;
+    }
+    return classes;
+}
+
+constexpr std::array<std::uint8_t, 256> characterClasses = MakeClasses();
+
+std::uint8_t ClassOf(char c) noexcept
+{
+    return characterClasses[std::uint8_t(c)];
+}
+
+} // namespace
 
 OscAddress::OscAddress(std::string_view address)
 {
@@ -18,7 +59,7 @@ OscAddressPattern::OscAddressPattern(std::string_view pattern)
 }
 
 OscAddressPattern::OscAddressPattern(const OscAddress& address)
-    : parts(address.parts), text(address.text), wildcard(HoldsOscWildcard(address.text))
+    : parts(address.parts), wildcard(HoldsOscWildcard(address.getText()))
 {
 }
 
@@ -29,22 +70,24 @@ void OscAddressPattern::RemoveLeadingParts(std::size_t count)
         if (parts.size() == 1)
         {
             parts.Clear();
-            text.clear();
             wildcard = false;
             return;
         }
         const bool droppedWildcard = parts.holdsWildcard(0);
-        parts.RemoveFirst();
-        String rebuilt;
-        for (std::size_t i = 0; i < parts.size(); ++i)
+        String text;
+        for (std::size_t i = 1; i < parts.size(); ++i)
         {
-            rebuilt += '/';
-            rebuilt += parts[i];
+            text += '/';
+            text += parts[i];
         }
-        text = std::move(rebuilt);
+        PooledHashedStringArray rest;
+        rest.SetPool(std::move(text));
+        for (std::size_t i = 1, offset = 1; i < parts.size(); offset += parts[i].size() + 1, ++i)
+            rest.AddSlice(offset, parts[i].size(), parts.getHash(i), parts.holdsWildcard(i));
+        parts = std::move(rest);
         // Only a dropped wildcard part can have been what set the flag.
         if (wildcard && droppedWildcard)
-            wildcard = HoldsOscWildcard(text);
+            wildcard = HoldsOscWildcard(parts.getPool());
     }
 }
 
@@ -77,70 +120,73 @@ bool OscAddressTokeniser::partsMatch(const PooledHashedStringArray& a, const Poo
 
 void OscAddressTokeniser::Tokenise(std::string_view text, OscAddress& address)
 {
-    PooledHashedStringArray parts = split(text, Syntax::address);
-    String newText(text);
-    address.parts = std::move(parts);
-    address.text = std::move(newText);
+    bool wildcard = false;
+    address.parts = split(text, Syntax::address, wildcard);
 }
 
 void OscAddressTokeniser::Tokenise(std::string_view text, OscAddressPattern& pattern)
 {
-    PooledHashedStringArray parts = split(text, Syntax::pattern);
-    String newText(text);
+    bool wildcard = false;
+    PooledHashedStringArray parts = split(text, Syntax::pattern, wildcard);
     pattern.parts = std::move(parts);
-    pattern.text = std::move(newText);
-    pattern.wildcard = HoldsOscWildcard(text);
+    pattern.wildcard = wildcard;
 }
 
-PooledHashedStringArray OscAddressTokeniser::split(std::string_view text, Syntax syntax)
+PooledHashedStringArray OscAddressTokeniser::split(std::string_view text, Syntax syntax, bool& wildcard)
 {
     PooledHashedStringArray parts;
     if (text.empty())
+    {
+        wildcard = false;
         return parts;
+    }
+    parts.SetPool(String(text));
+
+    const std::uint8_t refused = syntax == Syntax::address ? (refusedAlways | refusedInAddress) : refusedAlways;
     // The first character stands for the leading slash, whatever it is.
-    const std::string_view rest = text.substr(1);
-
-    // Count the pieces first: the space rule needs to know the last one.
-    std::size_t numPieces = 0;
-    for (std::size_t start = 0; start <= rest.size();)
+    std::uint8_t all = ClassOf(text[0]);
+    std::uint8_t bits = 0;
+    std::uint32_t hash = PooledHashedStringArray::hashSeed;
+    std::size_t start = 1;
+    for (std::size_t i = 1; i <= text.size(); ++i)
     {
-        std::size_t slash = rest.find('/', start);
-        if (slash == std::string_view::npos)
-            slash = rest.size();
-        numPieces += slash > start ? 1 : 0;
-        start = slash + 1;
-    }
-
-    std::size_t index = 0;
-    for (std::size_t start = 0; start <= rest.size();)
-    {
-        std::size_t slash = rest.find('/', start);
-        if (slash == std::string_view::npos)
-            slash = rest.size();
-        if (slash > start)
+        if (i < text.size() && text[i] != '/')
         {
-            const std::string_view part = rest.substr(start, slash - start);
-            validatePart(text, part, ++index == numPieces, syntax);
-            if (syntax == Syntax::pattern)
-                sanityCheck(part);
-            parts.Add(part);
+            bits |= ClassOf(text[i]);
+            hash = PooledHashedStringArray::HashStep(hash, text[i]);
+            continue;
         }
-        start = slash + 1;
+        if (i > start)
+        {
+            const std::string_view part = text.substr(start, i - start);
+            if ((bits & refused) != 0)
+            {
+                const bool isLastPart = text.find_first_not_of('/', i) == std::string_view::npos;
+                refusePart(text, part, isLastPart, syntax);
+            }
+            if (syntax == Syntax::pattern && (bits & bracketCharacter) != 0)
+                sanityCheck(part);
+            parts.AddSlice(start, part.size(), hash, (bits & wildcardCharacter) != 0);
+            all |= bits;
+        }
+        start = i + 1;
+        bits = 0;
+        hash = PooledHashedStringArray::hashSeed;
     }
+    wildcard = (all & wildcardCharacter) != 0;
     return parts;
 }
 
-void OscAddressTokeniser::validatePart(std::string_view text, std::string_view part, bool isLastPart,
-                                       Syntax syntax)
+void OscAddressTokeniser::refusePart(std::string_view text, std::string_view part, bool isLastPart, Syntax syntax)
 {
     for (std::size_t i = 0; i < part.size();)
     {
         const std::size_t start = i;
         const char32_t c = detail::NextCodePoint(part, i);
-        bool refused = c < 32 || c > 126 || c == ' ' || c == '#' || c == '/';
+        bool isRefused = c < 32 || c > 126 || c == ' ' || c == '#' || c == '/';
         if (syntax == Syntax::address)
-            refused = refused || (c < 128 && std::string_view("*,?[]{}").find(char(c)) != std::string_view::npos);
-        if (!refused)
+            isRefused = isRefused || (c < 128 && (ClassOf(char(c)) & refusedInAddress) != 0);
+        if (!isRefused)
             continue;
 
         const String character = Quoted(part.substr(start, i - start));

@@ -34,17 +34,16 @@ public:
     std::size_t getNumParts() const noexcept { return parts.size(); }
     std::string_view getPart(std::size_t index) const noexcept { return parts[index]; }
     const PooledHashedStringArray& getParts() const noexcept { return parts; }
-    const String& getText() const noexcept { return text; }
+    const String& getText() const noexcept { return parts.getPool(); }
     bool isEmpty() const noexcept { return parts.empty(); }
 
-    bool operator==(const OscAddress& other) const noexcept { return text == other.text; }
+    bool operator==(const OscAddress& other) const noexcept { return getText() == other.getText(); }
 
 private:
     friend class OscAddressTokeniser;
     friend class OscAddressPattern;
 
-    PooledHashedStringArray parts;
-    String text;
+    PooledHashedStringArray parts; // its pool is the whole text
 };
 
 /** An address that may hold the wildcards "*?{}[]". */
@@ -61,7 +60,7 @@ public:
     std::size_t getNumParts() const noexcept { return parts.size(); }
     std::string_view getPart(std::size_t index) const noexcept { return parts[index]; }
     const PooledHashedStringArray& getParts() const noexcept { return parts; }
-    const String& getText() const noexcept { return text; }
+    const String& getText() const noexcept { return parts.getPool(); }
     bool isEmpty() const noexcept { return parts.empty(); }
     /** True when the text holds any of "*?{}[]". */
     bool containsWildcard() const noexcept { return wildcard; }
@@ -75,13 +74,12 @@ public:
     bool Matches(const OscAddressPattern& other) const;
     bool Matches(const OscAddress& address) const;
 
-    bool operator==(const OscAddressPattern& other) const noexcept { return text == other.text; }
+    bool operator==(const OscAddressPattern& other) const noexcept { return getText() == other.getText(); }
 
 private:
     friend class OscAddressTokeniser;
 
-    PooledHashedStringArray parts;
-    String text;
+    PooledHashedStringArray parts; // its pool is the whole text
     bool wildcard = false;
 };
 
@@ -104,8 +102,10 @@ public:
 
 private:
     enum class Syntax { address, pattern };
-    static PooledHashedStringArray split(std::string_view text, Syntax syntax);
-    static void validatePart(std::string_view text, std::string_view part, bool isLastPart, Syntax syntax);
+    /** The parts of text; wildcard tells whether text holds one. */
+    static PooledHashedStringArray split(std::string_view text, Syntax syntax, bool& wildcard);
+    /** Throws the error for the first refused character of part. */
+    static void refusePart(std::string_view text, std::string_view part, bool isLastPart, Syntax syntax);
 };
 
 } // namespace kel

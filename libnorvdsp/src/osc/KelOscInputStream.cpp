@@ -7,6 +7,20 @@
 
 namespace kel {
 
+namespace {
+
+std::uint32_t ByteSwap(std::uint32_t v) noexcept
+{
+    return (v >> 24) | ((v >> 8) & 0xFF00u) | ((v << 8) & 0xFF0000u) | (v << 24);
+}
+
+std::uint64_t ByteSwap(std::uint64_t v) noexcept
+{
+    return (std::uint64_t(ByteSwap(std::uint32_t(v))) << 32) | ByteSwap(std::uint32_t(v >> 32));
+}
+
+} // namespace
+
 OscInputStream::OscInputStream(const void* bytes, std::size_t numBytes) noexcept
     : data(static_cast<const std::uint8_t*>(bytes)), size(bytes == nullptr ? 0 : numBytes)
 {
@@ -14,11 +28,23 @@ OscInputStream::OscInputStream(const void* bytes, std::size_t numBytes) noexcept
 
 OscInputStream::OscInputStream(const MemoryBlock& bytes) noexcept : OscInputStream(bytes.data(), bytes.size()) {}
 
-std::uint64_t OscInputStream::readBigEndian(int numBytes) noexcept
+std::uint32_t OscInputStream::readBigEndian32() noexcept
+{
+    std::uint32_t value = 0;
+    std::memcpy(&value, data + position, 4);
+    position += 4;
+    if constexpr (std::endian::native == std::endian::little)
+        value = ByteSwap(value);
+    return value;
+}
+
+std::uint64_t OscInputStream::readBigEndian64() noexcept
 {
     std::uint64_t value = 0;
-    for (int i = 0; i < numBytes; ++i)
-        value = (value << 8) | data[position++];
+    std::memcpy(&value, data + position, 8);
+    position += 8;
+    if constexpr (std::endian::native == std::endian::little)
+        value = ByteSwap(value);
     return value;
 }
 
@@ -26,35 +52,35 @@ std::int32_t OscInputStream::ReadInt32()
 {
     if (getNumBytesRemaining() < 4)
         throw Exception("OSC input stream exhausted while reading int32", KEL_HERE);
-    return std::int32_t(std::uint32_t(readBigEndian(4)));
+    return std::int32_t(std::uint32_t(readBigEndian32()));
 }
 
 std::int64_t OscInputStream::ReadInt64()
 {
     if (getNumBytesRemaining() < 8)
         throw Exception("OSC input stream exhausted while reading int64", KEL_HERE);
-    return std::int64_t(readBigEndian(8));
+    return std::int64_t(readBigEndian64());
 }
 
 float OscInputStream::ReadFloat32()
 {
     if (getNumBytesRemaining() < 4)
         throw Exception("OSC input stream exhausted while reading float", KEL_HERE);
-    return std::bit_cast<float>(std::uint32_t(readBigEndian(4)));
+    return std::bit_cast<float>(std::uint32_t(readBigEndian32()));
 }
 
 double OscInputStream::ReadFloat64()
 {
     if (getNumBytesRemaining() < 8)
         throw Exception("OSC input stream exhausted while reading double", KEL_HERE);
-    return std::bit_cast<double>(readBigEndian(8));
+    return std::bit_cast<double>(readBigEndian64());
 }
 
 OscTimeTag OscInputStream::ReadTimeTag()
 {
     if (getNumBytesRemaining() < 8)
         throw Exception("OSC input stream exhausted while reading time tag", KEL_HERE);
-    return OscTimeTag{readBigEndian(8)};
+    return OscTimeTag{readBigEndian64()};
 }
 
 void OscInputStream::ReadPadding(std::size_t itemSize)
@@ -87,7 +113,7 @@ MemoryBlock OscInputStream::ReadBlob()
 {
     if (getNumBytesRemaining() < 4)
         throw Exception("OSC input stream exhausted while reading blob", KEL_HERE);
-    const auto length = std::size_t(std::uint32_t(readBigEndian(4)));
+    const auto length = std::size_t(std::uint32_t(readBigEndian32()));
     if (getNumBytesRemaining() < length)
         throw Exception("OSC input stream exhausted before reaching end of blob", KEL_HERE);
     MemoryBlock bytes(length);
@@ -155,6 +181,7 @@ OscMessage OscInputStream::ReadMessage(std::size_t messageSize)
     const std::size_t start = position;
     OscMessage message{OscAddressPattern(readStringView())};
     const std::string_view tags = readTypeTags();
+    message.ReserveArguments(tags.size());
     for (const char tag : tags)
         message.AddArgument(ReadArgument(tag));
     if (position - start != messageSize)

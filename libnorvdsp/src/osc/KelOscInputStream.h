@@ -67,7 +67,8 @@ public:
 private:
     std::string_view readStringView();
     std::string_view readTypeTags();
-    std::uint64_t readBigEndian(int numBytes) noexcept;
+    std::uint32_t readBigEndian32() noexcept;
+    std::uint64_t readBigEndian64() noexcept;
 
     const std::uint8_t* data;
     std::size_t size;

@@ -51,6 +51,9 @@ public:
     /** One int32 per element, in order; the list grows once. */
     OscMessage& AddInts(const Vector<std::int32_t>& values);
 
+    /** Makes room for n arguments in all, so that adding them allocates
+        only the arguments themselves. */
+    void ReserveArguments(std::size_t n) { arguments.Reserve(n); }
     /** Removes every argument. */
     void ClearArguments() noexcept { arguments.Clear(); }
 

@@ -4,52 +4,86 @@ namespace kel {
 
 bool HoldsOscWildcard(std::string_view text) noexcept
 {
-    return text.find_first_of("*?{}[]") != std::string_view::npos;
+    for (const char c : text)
+        if (c == '*' || c == '?' || c == '{' || c == '}' || c == '[' || c == ']')
+            return true;
+    return false;
 }
 
-std::uint64_t PooledHashedStringArray::hashOf(std::string_view text) noexcept
+std::uint32_t PooledHashedStringArray::hashOf(std::string_view text) noexcept
 {
-    // FNV-1a: parts are short, so a byte loop beats anything cleverer.
-    std::uint64_t hash = 14695981039346656037ull;
+    std::uint32_t hash = hashSeed;
     for (const char c : text)
-    {
-        hash ^= std::uint8_t(c);
-        hash *= 1099511628211ull;
-    }
+        hash = HashStep(hash, c);
     return hash;
 }
 
 void PooledHashedStringArray::Add(std::string_view part)
 {
-    Entry entry;
-    entry.offset = pool.size();
-    entry.length = part.size();
-    entry.hash = hashOf(part);
-    entry.wildcard = HoldsOscWildcard(part);
+    const std::size_t offset = pool.size();
     // Pool first: should the entry fail to fit, the pool only holds unused bytes.
     pool.append(part);
-    entries.PushBack(entry);
+    AddSlice(offset, part.size(), hashOf(part), HoldsOscWildcard(part));
 }
 
-void PooledHashedStringArray::RemoveFirst()
+void PooledHashedStringArray::SetPool(String text) noexcept
 {
-    if (entries.empty())
+    Clear();
+    pool = std::move(text);
+}
+
+void PooledHashedStringArray::AddSlice(std::size_t offset, std::size_t length, std::uint32_t hash, bool wildcard)
+{
+    const Entry e{offset, length, hash, wildcard};
+    if (count < numLocal)
+    {
+        local[count++] = e;
         return;
-    entries.Erase(0);
-    if (entries.empty())
+    }
+    if (count == numLocal)
+    {
+        more.Reserve(2 * numLocal);
+        for (const Entry& moved : local)
+            more.PushBack(moved);
+    }
+    more.PushBack(e);
+    ++count;
+}
+
+void PooledHashedStringArray::RemoveFirst() noexcept
+{
+    if (count == 0)
+        return;
+    if (count <= numLocal)
+    {
+        for (std::size_t i = 1; i < count; ++i)
+            local[i - 1] = local[i];
+    }
+    else
+    {
+        more.Erase(0);
+        if (count - 1 == numLocal)
+        {
+            for (std::size_t i = 0; i < numLocal; ++i)
+                local[i] = more[i];
+            more.Clear();
+        }
+    }
+    if (--count == 0)
         pool.clear();
 }
 
 void PooledHashedStringArray::Clear() noexcept
 {
-    entries.Clear();
+    count = 0;
+    more.Clear();
     pool.clear();
 }
 
 bool PooledHashedStringArray::partEquals(std::size_t index, const PooledHashedStringArray& other,
                                          std::size_t otherIndex) const noexcept
 {
-    return entries[index].hash == other.entries[otherIndex].hash && (*this)[index] == other[otherIndex];
+    return entry(index).hash == other.entry(otherIndex).hash && (*this)[index] == other[otherIndex];
 }
 
 bool PooledHashedStringArray::operator==(const PooledHashedStringArray& other) const noexcept
