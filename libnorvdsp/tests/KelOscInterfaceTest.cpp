@@ -1,7 +1,9 @@
 // The OSC interface: dispatch order, unsupported messages, patterns reaching
 // several handlers, "/dump", index errors, the generic entries, the console
-// texts and the verbosity that filters them.
+// texts, the verbosity that filters them, and reports from another thread.
+#include <atomic>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -348,6 +350,39 @@ TEST(OscInterface, PostMessagesAndHostHooks)
     f.processor.Send("/dump/dsp/latency");
     EXPECT_EQ(f.observer.reports, Strings{"/dsp/latency 0"});
     EXPECT_TRUE(f.processor.Send("/dsp/latency 12"));  // the report looped back is taken
+}
+
+} // namespace
+
+namespace {
+
+// A buffering thread reports while the main thread registers and removes
+// console listeners and changes the verbosity: a listener registered all
+// along hears every report, none is called after its removal.
+TEST(HostNotifierThreads, ReportsFromAnotherThreadWhileListenersChange)
+{
+    TestProcessor processor;
+    RecordingConsole steady, flickering;
+    processor.AddHostListener(&steady);
+    constexpr int reports = 2000;
+    std::atomic<bool> done{false};
+    std::thread worker(
+        [&]
+        {
+            for (int i = 0; i < reports; ++i)
+                processor.ReportError("read error " + std::to_string(i));
+            done.store(true);
+        });
+    for (int round = 0; !done.load() || round < 100; ++round)
+    {
+        processor.AddHostListener(&flickering);
+        processor.setReportVerbosity(round % 2 ? kel::Verbosity::silent : kel::Verbosity::detailed);
+        processor.RemoveHostListener(&flickering);
+    }
+    worker.join();
+    EXPECT_EQ(steady.reports.size(), std::size_t(reports));
+    EXPECT_EQ(steady.reports.back().second, "read error 1999");
+    EXPECT_LE(flickering.reports.size(), std::size_t(reports));
 }
 
 } // namespace
