@@ -1,0 +1,131 @@
+#include "osc/KelHostNotifier.h"
+
+#include <algorithm>
+
+#include "osc/KelOscMessage.h"
+
+namespace kel {
+
+namespace {
+constexpr std::string_view whenProcessing = "when processing ";
+}
+
+void HostNotifier::AddHostListener(Listener* listener)
+{
+    const std::lock_guard lock(listenersLock);
+    if (listener != nullptr && std::find(listeners.begin(), listeners.end(), listener) == listeners.end())
+        listeners.PushBack(listener);
+}
+
+void HostNotifier::RemoveHostListener(Listener* listener)
+{
+    const std::lock_guard lock(listenersLock);
+    const auto found = std::find(listeners.begin(), listeners.end(), listener);
+    if (found != listeners.end())
+        listeners.Erase(std::size_t(found - listeners.begin()));
+}
+
+void HostNotifier::report(const String& text, Level level) const
+{
+    const std::lock_guard lock(listenersLock);
+    for (std::size_t i = 0; i < listeners.size(); ++i)
+        listeners[i]->Report(text, level);
+}
+
+void HostNotifier::ReportError(const String& text) const
+{
+    report(text, Level::error);
+}
+
+void HostNotifier::ReportWarning(const String& text) const
+{
+    if (getReportVerbosity() != Verbosity::silent)
+        report(text, Level::warning);
+}
+
+void HostNotifier::ReportInformation(const String& text, Verbosity minimumLevel) const
+{
+    if (static_cast<std::uint32_t>(getReportVerbosity()) >= static_cast<std::uint32_t>(minimumLevel))
+        report(text, Level::information);
+}
+
+void HostNotifier::PostText(const String& text) const
+{
+    report(text, Level::information);
+}
+
+void HostNotifier::PostLines(const Vector<String>& lines) const
+{
+    for (const String& line : lines)
+        if (!line.empty())
+            report(line, Level::information);
+}
+
+void HostNotifier::ReportFailure(const OscMessage& message, const std::exception& failure, Level level) const
+{
+    const String text = WhenProcessing(message, failure.what());
+    if (level == Level::warning)
+        ReportWarning(text);
+    else
+        report(text, level);
+}
+
+// The hooks below run on the main thread, the only one that changes the
+// listener list, so they read it without the lock.
+
+std::optional<File> HostNotifier::LocateFile(const String& name) const
+{
+    for (std::size_t i = 0; i < listeners.size(); ++i)
+        if (auto found = listeners[i]->LocateFile(name))
+            return found;
+    if (!name.empty() && File(name).existsAsFile())
+        return File(name);
+    return std::nullopt;
+}
+
+HostNotifier::FileChoice HostNotifier::ChooseFile(FilePurpose purpose, const String& title) const
+{
+    for (std::size_t i = 0; i < listeners.size(); ++i)
+    {
+        FileChoice choice = listeners[i]->ChooseFile(purpose, title);
+        if (choice.outcome != FileChoice::Outcome::unavailable)
+            return choice;
+    }
+    return {};
+}
+
+bool HostNotifier::CopyToClipboard(const String& text) const
+{
+    for (std::size_t i = 0; i < listeners.size(); ++i)
+        if (listeners[i]->CopyToClipboard(text))
+            return true;
+    return false;
+}
+
+String HostNotifier::WhenProcessing(const OscMessage& message, std::string_view reason)
+{
+    String text(whenProcessing);
+    text += Quoted(message.toString());
+    text += ". Reason: ";
+    text += reason;
+    return text;
+}
+
+String HostNotifier::ComposeConsoleText(const String& text, Level level)
+{
+    const bool aboutAMessage = text.starts_with(whenProcessing);
+    switch (level)
+    {
+        case Level::warning:
+            return (aboutAMessage ? "warning occurred " : "warning occurred: ") + text;
+        case Level::error:
+            if (text.starts_with("unknown error occurred"))
+                return text;
+            return (aboutAMessage ? "error occurred " : "error occurred: ") + text;
+        case Level::information:
+            break;
+    }
+    return text;
+}
+
+} // namespace kel
