@@ -14,6 +14,10 @@ constexpr Verb verbs[] = {
      "Print every message of each .osc, .txt or .coll file in the OSC text form, one per line, "
      "bundles flattened depth first.",
      RunOsc},
+    {"decode", "decode FILE OUT",
+     "Write every frame of every channel of an audio file, read through the engine's reader in blocks of at most "
+     "4096 frames, to OUT as interleaved 32-bit float little-endian raw data.",
+     RunDecode},
 };
 
 void PrintHelp(std::FILE* out)
