@@ -162,11 +162,17 @@ std::size_t MP3FileReader::chooseRestartEntry(std::int64_t targetFrame) const
     const auto lastFrameBeforeState = targetFrame - framesOfState;
     if (lastFrameBeforeState < 0 || positions.empty())
         return 0;
+    // libmpg123's synthesis keeps a ring of 16 windows whose phase moves on
+    // by one for every 32 samples and starts afresh on a restart. Restarting
+    // only at frames whose first sample is a multiple of 512, where an
+    // uninterrupted decode has the same phase, makes its sums run in the same
+    // order, so the samples come out bit for bit the same.
+    const auto inPhase = [this](std::size_t e) { return (std::int64_t(e) * 4 * samplesPerFrame) % 512 == 0; };
     const auto last = std::min<std::size_t>(positions.size() - 1, std::size_t(lastFrameBeforeState / 4));
     for (auto e = last + 1; e-- > 0;)
     {
         const auto bytes = positions[last] - positions[e] - std::int64_t(last - e) * 4 * overheadPerFrame;
-        if (bytes >= reservoirBytes)
+        if (bytes >= reservoirBytes && inPhase(e))
             return e;
     }
     return 0;

@@ -98,6 +98,7 @@ bool MP3FrameDecoder::restartAt(std::int64_t position, std::int64_t number)
     if (mpg123_open_handle(handle, &view) != MPG123_OK)
         return false;
     frameNumber = number;
+    reservoirBytes = 0;
     opened = true;
     needsRestart = false;
     return true;
@@ -133,35 +134,82 @@ MP3FrameDecoder::Status MP3FrameDecoder::decodeFrame(float* left, float* right, 
     numSamples = 0;
     if (handle == nullptr || !opened || needsRestart)
         return Status::error;
+    // Frame by frame, so that the frame's side information can be looked at
+    // (and mended) between parsing and decoding.
+    int result = mpg123_framebyframe_next(handle);
+    if (result == MPG123_NEW_FORMAT)
+        readFrameFacts();
+    else if (result == MPG123_DONE)
+        return Status::endOfStream;
+    else if (result != MPG123_OK)
+        return Status::error;
+
+    unsigned long header = 0;
+    unsigned char* body = nullptr;
+    size_t bodyBytes = 0;
+    if (mpg123_framedata(handle, &header, &body, &bodyBytes) != MPG123_OK)
+        return Status::tryAgain;  // nothing pending to decode
+    noteFrameRead();
+    if (((header >> 17) & 3) == 1)  // Layer III
+        guardBitReservoir(header, body, bodyBytes);
+
     off_t number = 0;
     unsigned char* audio = nullptr;
     size_t numBytes = 0;
-    const int result = mpg123_decode_frame(handle, &number, &audio, &numBytes);
-    if (result == MPG123_NEW_FORMAT)
-    {
-        readFrameFacts();
-        return Status::tryAgain;
-    }
-    if (result == MPG123_DONE)
-        return Status::endOfStream;
+    result = mpg123_framebyframe_decode(handle, &number, &audio, &numBytes);
     if (result != MPG123_OK)
         return Status::error;
-    if (numBytes == 0 || audio == nullptr || numChannels < 1)
-        return Status::tryAgain;
-    if (samplesPerFrame == 0)
+    if (samplesPerFrame == 0 || numChannels < 1)
         readFrameFacts();
+    if (audio == nullptr || numChannels < 1)
+        return Status::frame;  // a frame without output: an empty block
 
     const auto channels = std::size_t(numChannels);
     const auto samples = std::min<std::size_t>(numBytes / (sizeof(float) * channels), maxSamplesPerFrame);
-    const auto* interleaved = audio;
     for (std::size_t i = 0; i < samples; ++i)
     {
-        std::memcpy(left + i, interleaved + (i * channels) * sizeof(float), sizeof(float));
-        std::memcpy(right + i, interleaved + (i * channels + (channels > 1 ? 1 : 0)) * sizeof(float), sizeof(float));
+        std::memcpy(left + i, audio + (i * channels) * sizeof(float), sizeof(float));
+        std::memcpy(right + i, audio + (i * channels + (channels > 1 ? 1 : 0)) * sizeof(float), sizeof(float));
     }
     numSamples = std::uint32_t(samples);
-    noteFrameRead();
     return Status::frame;
+}
+
+void MP3FrameDecoder::guardBitReservoir(unsigned long header, unsigned char* body, std::size_t bodyBytes)
+{
+    // A Layer III frame takes up to 511 bytes (255 for MPEG-2 and 2.5) of
+    // its data from before its own side information: the "bit reservoir".
+    // libmpg123 keeps those bytes only as a chain, each frame copying the
+    // span it reaches back over. After a restart the first frames reach back
+    // to bytes never read; they are made silent frames that reach back over
+    // exactly what is there, which keeps the chain growing until the frames
+    // find all their bytes. (libmpg123 means to do the same by itself, but
+    // for MPEG-2 it leaves such a frame half mended, and the frame then skips
+    // its synthesis, shifting the rounding of every sample after it.) Frames
+    // decoded since the stream's start always find their bytes.
+    const bool lowSamplingFrequency = ((header >> 19) & 1) == 0;
+    const bool mono = ((header >> 6) & 3) == 3;
+    const std::size_t crcBytes = ((header >> 16) & 1) == 0 ? 2 : 0;
+    const std::size_t sideBytes = lowSamplingFrequency ? (mono ? 9 : 17) : (mono ? 17 : 32);
+    if (body == nullptr || bodyBytes < crcBytes + sideBytes)
+        return;  // the decoder refuses such a frame by itself
+    unsigned char* side = body + crcBytes;
+    const std::size_t capacity = lowSamplingFrequency ? 255 : 511;
+    const std::size_t available = std::min(capacity, reservoirBytes);
+    std::size_t dataBegin = lowSamplingFrequency ? side[0] : (std::size_t(side[0]) << 1) | (side[1] >> 7);
+    if (dataBegin > available)
+    {
+        std::memset(side, 0, sideBytes);
+        if (lowSamplingFrequency)
+            side[0] = std::uint8_t(available);
+        else
+        {
+            side[0] = std::uint8_t(available >> 1);
+            side[1] = std::uint8_t((available & 1) << 7);
+        }
+        dataBegin = available;
+    }
+    reservoirBytes = dataBegin + (bodyBytes - crcBytes - sideBytes);
 }
 
 MP3FrameDecoder::Status MP3FrameDecoder::skipFrame()

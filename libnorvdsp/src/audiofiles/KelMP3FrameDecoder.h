@@ -29,7 +29,7 @@ public:
     enum class Status
     {
         frame,      // a frame was decoded or parsed
-        tryAgain,   // nothing this time (a format announcement): call again
+        tryAgain,   // nothing this time: call again
         endOfStream,
         error
     };
@@ -71,6 +71,7 @@ public:
 private:
     void noteFrameRead();
     void readFrameFacts();
+    void guardBitReservoir(unsigned long header, unsigned char* body, std::size_t bodyBytes);
 
 public:
     /** What libmpg123's reader callbacks see: the stream from base on. */
@@ -85,6 +86,7 @@ private:
     mpg123_handle_struct* handle = nullptr;
     std::int64_t frameNumber = 0;
     Vector<std::int64_t> framePositions;
+    std::size_t reservoirBytes = 0;  // Layer III data read since the restart
     bool opened = false;
     bool needsRestart = false;
 
