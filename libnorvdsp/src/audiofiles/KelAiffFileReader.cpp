@@ -145,7 +145,9 @@ void AiffFileReader::readMarkerChunk()
         // A Pascal string padded to an even total length.
         if ((nameLength & 1) == 0)
             input->SkipNextBytes(1);
-        metadata.AddMarker(identifier, std::int32_t(position), String(name.data(), std::size_t(got)));
+        // Some writers count a terminating zero into the name; it is no part of it.
+        const auto length = std::find(name.begin(), name.begin() + got, '\0') - name.begin();
+        metadata.AddMarker(identifier, std::int32_t(position), String(name.data(), std::size_t(length)));
     }
 }
 

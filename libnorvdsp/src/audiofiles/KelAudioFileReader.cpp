@@ -51,12 +51,26 @@ bool AudioFileReader::read(AudioBufferBase<float>& buffer, std::int64_t startInd
     channelPointers[numChannels] = nullptr;
 
     auto* const* destinations = reinterpret_cast<SampleWord* const*>(channelPointers.data());
-    if (!readSamples(destinations, numFrames, startFrameInFile))
-        return false;
+    if (metadata.usesFloatingPointData)
+        return readSamples(destinations, numFrames, startFrameInFile);
 
-    if (!metadata.usesFloatingPointData)
+    // Integers become floats in place. Done piece by piece, about 64 KB of
+    // samples at a time, each piece is converted while it is still in the
+    // cache instead of after the whole block has been written out.
+    const auto pieceFrames = std::max<std::int64_t>(16, (std::int64_t(1) << 14) / std::max(1u, numChannels));
+    piecePointers.Resize(std::size_t(numChannels) + 1);
+    piecePointers[numChannels] = nullptr;
+    auto* const* piece = reinterpret_cast<SampleWord* const*>(piecePointers.data());
+    for (std::int64_t done = 0; done < numFrames; done += pieceFrames)
+    {
+        const auto n = std::min(pieceFrames, numFrames - done);
         for (std::uint32_t c = 0; c < numChannels; ++c)
-            ConvertIntegersToFloats(destinations[c], numFrames);
+            piecePointers[c] = channelPointers[c] + done;
+        if (!readSamples(piece, n, startFrameInFile + done))
+            return false;
+        for (std::uint32_t c = 0; c < numChannels; ++c)
+            ConvertIntegersToFloats(piece[c], n);
+    }
     return true;
 }
 
@@ -70,8 +84,10 @@ void ZeroSampleArrays(SampleWord* const* destinations, std::int64_t from, std::i
 
 void AudioFileReader::prepareScratch(MemoryBlock& scratch, std::int32_t bytesPerFrame)
 {
-    constexpr std::int32_t usualScratchBytes = 5760;
-    scratch.Resize(std::size_t(std::max(usualScratchBytes, bytesPerFrame)));
+    // Large enough that the stream reads straight into it, past its own
+    // buffer, and that the conversion runs long; at least one frame.
+    constexpr std::int32_t scratchBytes = 1 << 16;
+    scratch.Resize(std::size_t(std::max(scratchBytes, bytesPerFrame)));
 }
 
 bool AudioFileReader::readInterleavedSamples(SampleWord* const* destinations, std::int64_t numFrames,

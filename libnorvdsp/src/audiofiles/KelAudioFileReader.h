@@ -110,8 +110,8 @@ protected:
     bool readInterleavedSamples(SampleWord* const* destinations, std::int64_t numFrames, std::int64_t startFrame,
                                 const InterleavedLayout& layout, MemoryBlock& scratch);
 
-    /** Sizes a scratch block for a frame size: the usual 5760 bytes, or one
-        frame when a frame is wider than that. */
+    /** Sizes a scratch block for a frame size: 64 KB, or one frame when a
+        frame is wider than that. */
     static void prepareScratch(MemoryBlock& scratch, std::int32_t bytesPerFrame);
 
     File file;
@@ -121,6 +121,7 @@ private:
     // Plain pointers here: an attribute cannot travel through a template
     // argument. They are handed out as SampleWord pointers.
     Vector<std::int32_t*> channelPointers;
+    Vector<std::int32_t*> piecePointers;  // the same, moved on to each piece of a long read
 };
 
 /** Writes zeros to values [from, to) of every non-null array. */

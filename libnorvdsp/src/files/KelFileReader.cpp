@@ -122,7 +122,7 @@ std::int64_t FileReader::Read(void* dest, std::int64_t numBytes)
             continue;
         }
         const auto remaining = numBytes - done;
-        if (remaining >= bufferSize)
+        if (remaining >= directReadBytes)
         {
             const auto got = readAt(position, out + done, remaining);
             done += got;

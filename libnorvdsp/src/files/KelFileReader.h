@@ -1,8 +1,9 @@
 // kel::FileReader: a buffered kel::InputStream over a file on disk, with
 // 64-bit positions on every platform (also where long is 32 bits).
 //
-// Small reads are served from a 64 KB buffer; a read of at least the buffer's
-// size goes straight into the caller's memory. Nothing is memory-mapped.
+// Small reads are served from a 16 KB buffer; a read of 4 KB or more that
+// the buffer does not hold goes straight into the caller's memory (copying
+// it through the buffer would cost a second copy). Nothing is memory-mapped.
 //
 // Not thread-safe: one thread at a time. Construction and reads block on the
 // disk; reads never allocate.
@@ -41,7 +42,8 @@ private:
         handle stands elsewhere. */
     std::int64_t readAt(std::int64_t filePosition, void* dest, std::int64_t numBytes);
 
-    static constexpr std::int64_t bufferSize = 1 << 16;
+    static constexpr std::int64_t bufferSize = 1 << 14;
+    static constexpr std::int64_t directReadBytes = 1 << 12;
 
     File file;
     std::FILE* handle = nullptr;
