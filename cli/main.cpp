@@ -10,9 +10,10 @@ namespace cli {
 namespace {
 
 constexpr Verb verbs[] = {
-    {"osc", "osc FILE...",
+    {"osc", "osc FILE...  |  osc --convert IN OUT",
      "Print every message of each .osc, .txt or .coll file in the OSC text form, one per line, "
-     "bundles flattened depth first.",
+     "bundles flattened depth first; or convert IN to the format OUT's extension names "
+     "(.osc binary, .coll Max coll, otherwise text).",
      RunOsc},
     {"decode", "decode FILE OUT",
      "Write every frame of every channel of an audio file, read through the engine's reader in blocks of at most "

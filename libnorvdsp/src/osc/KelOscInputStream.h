@@ -1,0 +1,79 @@
+// Decodes OSC 1.0 binary packets from bytes in memory: messages with the
+// tags i h f d s b T F, and bundles, nested ones included. The tags N, I and
+// r are accepted in a type-tag string, but reading such an argument fails
+// (no argument can hold them). Everything is checked while reading; a bad
+// packet ends in a kel::Exception naming what was wrong, and nothing
+// partially read is returned. Bundles nested deeper than maxBundleDepth are
+// refused, so that a hostile packet cannot exhaust the stack.
+//
+// Does not own the bytes: they must outlive the stream. Not thread-safe;
+// never blocks; allocates for what it returns.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+#include "common/KelString.h"
+#include "containers/KelMemoryBlock.h"
+#include "osc/KelOscBundle.h"
+#include "osc/KelOscMessage.h"
+
+namespace kel {
+
+class OscInputStream
+{
+public:
+    static constexpr int maxBundleDepth = 64;
+
+    OscInputStream(const void* data, std::size_t size) noexcept;
+    explicit OscInputStream(const MemoryBlock& bytes) noexcept;
+
+    std::size_t getPosition() const noexcept { return position; }
+    std::size_t getTotalSize() const noexcept { return size; }
+    std::size_t getNumBytesRemaining() const noexcept { return size - position; }
+    bool isExhausted() const noexcept { return position >= size; }
+
+    std::int32_t ReadInt32();
+    std::int64_t ReadInt64();
+    float ReadFloat32();
+    double ReadFloat64();
+    /** A zero-terminated string and its padding. */
+    String ReadString();
+    /** A 4-byte length, the bytes and their padding. */
+    MemoryBlock ReadBlob();
+    /** The tags after the ",", without it; then the padding. */
+    String ReadTypeTagString();
+    /** One argument of the given tag. */
+    OscArgument ReadArgument(char tag);
+    OscTimeTag ReadTimeTag();
+    /** A message taking exactly size bytes. */
+    OscMessage ReadMessage(std::size_t size);
+    /** A bundle of size bytes, its "#bundle" header included. */
+    OscBundle ReadBundle(std::size_t size);
+    /** One bundle element: its 4-byte size, then its content. */
+    OscBundle::Element ReadElement();
+    /** An element's content (a message or a bundle) of the given size. */
+    OscBundle::Element ReadElementWithKnownSize(std::size_t size);
+    /** Checks the zero bytes that pad an item of itemSize bytes to a
+        multiple of 4. */
+    void ReadPadding(std::size_t itemSize);
+
+    /** The rest of the stream as one packet: a message or a bundle. */
+    OscBundle::Element ReadPacket();
+    /** The same; a message packet comes back as a bundle of one message. */
+    OscBundle ReadPacketAsBundle();
+
+private:
+    std::string_view readStringView();
+    std::string_view readTypeTags();
+    std::uint32_t readBigEndian32() noexcept;
+    std::uint64_t readBigEndian64() noexcept;
+
+    const std::uint8_t* data;
+    std::size_t size;
+    std::size_t position = 0;
+    int bundleDepth = 0;
+};
+
+} // namespace kel
