@@ -19,6 +19,10 @@ constexpr Verb verbs[] = {
      "Write every frame of every channel of an audio file, read through the engine's reader in blocks of at most "
      "4096 frames, to OUT as interleaved 32-bit float little-endian raw data.",
      RunDecode},
+    {"info", "info FILE",
+     "Print the metadata dump of an audio file, one message per line in the OSC text form: \"/filename\", the "
+     "file's facts, its broadcast-wave fields when present, then its markers.",
+     RunInfo},
 };
 
 void PrintHelp(std::FILE* out)
