@@ -10,11 +10,13 @@
 #include "support/AudioFixtures.h"
 #include "support/ByteBuilder.h"
 #include "support/TestTemp.h"
+#include "support/TestText.h"
 
 namespace {
 
 using kel::test::ByteBuilder;
 using kel::test::TempDir;
+using kel::test::ThrownMessage;
 
 ByteBuilder SmallWav()
 {
@@ -27,21 +29,7 @@ ByteBuilder SmallAiff()
 {
     const auto comm = ByteBuilder().be16(1).be32(2).be16(16).append(kel::test::ExtendedRate(44100));
     const auto ssnd = ByteBuilder().be32(0).be32(0).be16(0x4000).be16(0x2000);
-    const auto chunks = ByteBuilder().aiffChunk("COMM", comm).aiffChunk("SSND", ssnd);
-    return ByteBuilder().text("FORM").be32(std::uint32_t(chunks.size() + 4)).text("AIFF").append(chunks);
-}
-
-std::string MessageOf(const std::function<void()>& action)
-{
-    try
-    {
-        action();
-    }
-    catch (const kel::Exception& e)
-    {
-        return e.getMessage();
-    }
-    return "<no exception>";
+    return kel::test::AiffForm("AIFF", ByteBuilder().aiffChunk("COMM", comm).aiffChunk("SSND", ssnd));
 }
 
 TEST(AudioFileFactory, ChoosesByMagicThenByExtension)
@@ -84,9 +72,7 @@ TEST(AudioFileFactory, ChoosesByMagicThenByExtension)
         EXPECT_EQ(kel::AudioFileReader::isWavFile(kel::File(path)), c.detected == wav);
         EXPECT_EQ(kel::AudioFileReader::isAiffFile(kel::File(path)), c.detected == aiff);
         EXPECT_EQ(kel::AudioFileReader::isMp3File(kel::File(path)), c.detected == mp3);
-        auto expected = c.outcome;
-        if (const auto at = expected.find("{path}"); at != std::string::npos)
-            expected.replace(at, 6, "\"" + path + "\"");
+        const auto expected = kel::test::Expected(c.outcome, path);
         try
         {
             const auto reader = kel::AudioFileReader::CreateReaderFor(kel::File(path));
@@ -105,7 +91,7 @@ TEST(AudioFileFactory, MissingEmptyAndUnreadablePaths)
     TempDir dir;
     EXPECT_EQ(kel::AudioFileReader::CreateReaderFor(kel::File()), nullptr);
     const auto missing = dir.file("missing.wav");
-    EXPECT_EQ(MessageOf([&] { kel::AudioFileReader::CreateReaderFor(kel::File(missing)); }),
+    EXPECT_EQ(ThrownMessage([&] { kel::AudioFileReader::CreateReaderFor(kel::File(missing)); }),
               "Could not find file \"" + missing + "\"");
     EXPECT_THROW(kel::AudioFileReader::CreateReaderFor(kel::File(missing)), kel::exceptions::NoSuchFile);
 
@@ -113,7 +99,7 @@ TEST(AudioFileFactory, MissingEmptyAndUnreadablePaths)
     const auto folder = dir.file("folder.wav");
     std::filesystem::create_directory(folder);
     EXPECT_EQ(kel::AudioFileReader::detectFormatName(kel::File(folder)), "unknown");
-    EXPECT_EQ(MessageOf([&] { kel::AudioFileReader::CreateReaderFor(kel::File(folder)); }),
+    EXPECT_EQ(ThrownMessage([&] { kel::AudioFileReader::CreateReaderFor(kel::File(folder)); }),
               "File \"" + folder + "\" is not a valid audio file.");
 }
 
@@ -125,9 +111,9 @@ TEST(AudioFileFactory, AQuotedPathIsNotQuotedAgain)
     kel::test::SaveBytes("\"quoted.txt\"", ByteBuilder().text("hello").bytes);
     kel::test::SaveBytes("'single.txt'", ByteBuilder().text("hello").bytes);
     kel::test::SaveBytes("\"quoted.wav\"", ByteBuilder().text("RIFF").le32(4).text("WAVX").bytes);
-    const auto quoted = MessageOf([] { kel::AudioFileReader::CreateReaderFor(kel::File("\"quoted.txt\"")); });
-    const auto single = MessageOf([] { kel::AudioFileReader::CreateReaderFor(kel::File("'single.txt'")); });
-    const auto wav = MessageOf([] { kel::AudioFileReader::CreateReaderFor(kel::File("\"quoted.wav\"")); });
+    const auto quoted = ThrownMessage([] { kel::AudioFileReader::CreateReaderFor(kel::File("\"quoted.txt\"")); });
+    const auto single = ThrownMessage([] { kel::AudioFileReader::CreateReaderFor(kel::File("'single.txt'")); });
+    const auto wav = ThrownMessage([] { kel::AudioFileReader::CreateReaderFor(kel::File("\"quoted.wav\"")); });
     std::filesystem::current_path(previous);
     EXPECT_EQ(quoted, "File \"quoted.txt\" is not a valid audio file.");
     EXPECT_EQ(single, "File 'single.txt' is not a valid audio file.");
@@ -201,7 +187,7 @@ TEST(AudioFileReaderRead, ReadersTakeTheirBytesFromMemoryToo)
     kel::AiffFileReader aiff(std::make_unique<kel::MemoryInputStream>(aiffBytes.data(), aiffBytes.size()),
                              kel::File("memory.aiff"));
     EXPECT_EQ(kel::test::ReadRange(aiff, 0, 3), (std::vector<float>{0.5f, 0.25f, 0.0f}));
-    EXPECT_EQ(MessageOf([] {
+    EXPECT_EQ(ThrownMessage([] {
                   kel::WavFileReader(std::make_unique<kel::MemoryInputStream>(nullptr, 0), kel::File("x.wav"));
               }),
               "file \"x.wav\" is not a valid WAV file");

@@ -11,6 +11,7 @@
 #include "support/AudioFixtures.h"
 #include "support/ByteBuilder.h"
 #include "support/TestTemp.h"
+#include "support/TestText.h"
 
 namespace {
 
@@ -54,6 +55,14 @@ kel::WavFileReader& Wav(kel::AudioFileReader& reader) { return dynamic_cast<kel:
 std::vector<Case> WavCases()
 {
     const float s = 1.0f / 32768.0f;
+    // An extensible format with an ambisonic B-format sub-format GUID.
+    const auto ambisonic = [](std::uint32_t bits, std::uint8_t type) {
+        return RiffWave(ByteBuilder()
+                            .riffChunk("fmt ", WavFormat(65534, 2, 48000, bits).le16(22).le16(bits).le32(0).u8(type)
+                                                   .raw({0, 0, 0, 0x21, 0x07, 0xD3, 0x11, 0x86, 0x44, 0xC8, 0xC1,
+                                                         0xCA, 0x00, 0x00, 0x00}))
+                            .riffChunk("data", data16));
+    };
     return {
         {"BW64 is refused", "a.wav", ByteBuilder().text("BW64").le32(0xFFFFFFFF).text("WAVE"),
          "BW64 chunk is not handled"},
@@ -150,23 +159,13 @@ std::vector<Case> WavCases()
         {"a short extensible format", "a.wav",
          RiffWave(ByteBuilder().riffChunk("fmt ", WavFormat(65534, 2, 48000, 16).le16(0)).riffChunk("data", data16)),
          "", [](kel::AudioFileReader& r) { EXPECT_EQ(r.getLengthInSamples(), 0); }},
-        {"extensible ambisonic B-format PCM", "a.amb",
-         RiffWave(ByteBuilder()
-                      .riffChunk("fmt ", WavFormat(65534, 2, 48000, 16).le16(22).le16(16).le32(0)
-                                             .raw({0x01, 0x00, 0x00, 0x00, 0x21, 0x07, 0xD3, 0x11, 0x86, 0x44, 0xC8,
-                                                   0xC1, 0xCA, 0x00, 0x00, 0x00}))
-                      .riffChunk("data", data16)),
+        {"extensible ambisonic B-format PCM", "a.amb", ambisonic(16, 0x01),
          "",
          [=](kel::AudioFileReader& r) {
              EXPECT_TRUE(Wav(r).isAmbisonicBFormat());
              ExpectFrames(r, 0, {100 * s, -100 * s, 200 * s, -200 * s, 300 * s, -300 * s});
          }},
-        {"extensible ambisonic B-format float is not read", "a.amb",
-         RiffWave(ByteBuilder()
-                      .riffChunk("fmt ", WavFormat(65534, 2, 48000, 32).le16(22).le16(32).le32(0)
-                                             .raw({0x03, 0x00, 0x00, 0x00, 0x21, 0x07, 0xD3, 0x11, 0x86, 0x44, 0xC8,
-                                                   0xC1, 0xCA, 0x00, 0x00, 0x00}))
-                      .riffChunk("data", data16)),
+        {"extensible ambisonic B-format float is not read", "a.amb", ambisonic(32, 0x03),
          "",
          [](kel::AudioFileReader& r) {
              EXPECT_FALSE(Wav(r).isAmbisonicBFormat());
@@ -260,9 +259,7 @@ std::vector<Case> AiffCases()
             b.be16(std::uint32_t(v));
         return b;
     };
-    const auto form = [](const std::string& type, const ByteBuilder& chunks) {
-        return ByteBuilder().text("FORM").be32(std::uint32_t(chunks.size() + 4)).text(type).append(chunks);
-    };
+    const auto form = kel::test::AiffForm;
     const float s = 1.0f / 32768.0f;
     return {
         {"not an AIFF form", "a.aiff", form("AIFX", ByteBuilder().aiffChunk("COMM", comm(1, 2, 16, 44100))),
@@ -368,10 +365,7 @@ void RunCases(const std::vector<Case>& cases)
         }
         catch (const kel::Exception& e)
         {
-            auto expected = c.error;
-            if (const auto at = expected.find("{path}"); at != std::string::npos)
-                expected.replace(at, 6, "\"" + path + "\"");
-            EXPECT_EQ(e.getMessage(), expected);
+            EXPECT_EQ(e.getMessage(), kel::test::Expected(c.error, path));
         }
     }
 }

@@ -66,11 +66,7 @@ TEST(BroadcastWave, FieldsMatchWhatLibsndfileWroteAndReadsBack)
         }));
 
         SF_BROADCAST_INFO back{};
-        SF_INFO sfInfo{};
-        SNDFILE* file = sf_open(path.c_str(), SFM_READ, &sfInfo);
-        ASSERT_NE(file, nullptr);
-        ASSERT_EQ(sf_command(file, SFC_GET_BROADCAST_INFO, &back, sizeof(back)), SF_TRUE);
-        sf_close(file);
+        ASSERT_TRUE(kel::test::ReadBackWithSndfile(path, SFC_GET_BROADCAST_INFO, back));
 
         const auto reader = kel::AudioFileReader::CreateReaderFor(kel::File(path));
         const auto& m = reader->getMetadata();
@@ -121,11 +117,7 @@ TEST(CueMarkers, MatchWhatLibsndfileReadsBack)
             ASSERT_EQ(sf_command(file, SFC_SET_CUE, &cues, sizeof(cues)), SF_TRUE);
         }));
         SF_CUES back{};
-        SF_INFO info{};
-        SNDFILE* file = sf_open(path.c_str(), SFM_READ, &info);
-        ASSERT_NE(file, nullptr);
-        ASSERT_EQ(sf_command(file, SFC_GET_CUE, &back, sizeof(back)), SF_TRUE);
-        sf_close(file);
+        ASSERT_TRUE(kel::test::ReadBackWithSndfile(path, SFC_GET_CUE, back));
 
         const auto reader = kel::AudioFileReader::CreateReaderFor(kel::File(path));
         const auto& markers = reader->getMarkers();

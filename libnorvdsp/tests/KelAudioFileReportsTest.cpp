@@ -8,26 +8,14 @@
 #include "audiofiles/KelAudioFileReports.h"
 #include "support/AudioFixtures.h"
 #include "support/TestTemp.h"
+#include "support/TestText.h"
 
 namespace {
 
+using kel::test::Lines;
 using kel::test::RunCommand;
 using kel::test::ShellQuoted;
 using kel::test::TempDir;
-
-std::vector<std::string> Lines(const std::string& text)
-{
-    std::vector<std::string> lines;
-    std::size_t start = 0;
-    for (auto end = text.find('\n'); end != std::string::npos; end = text.find('\n', start))
-    {
-        lines.push_back(text.substr(start, end - start));
-        start = end + 1;
-    }
-    if (start < text.size())
-        lines.push_back(text.substr(start));
-    return lines;
-}
 
 std::string Info(const std::string& path, int* status = nullptr)
 {
@@ -66,11 +54,7 @@ TEST(InfoVerb, PrintsTheMetadataDumpOfABroadcastWaveWithCues)
     // libsndfile adds a line of its own to the coding history and raises the
     // version; what it reads back is what the report must say.
     SF_BROADCAST_INFO back{};
-    SF_INFO sfInfo{};
-    SNDFILE* file = sf_open(path.c_str(), SFM_READ, &sfInfo);
-    ASSERT_NE(file, nullptr);
-    sf_command(file, SFC_GET_BROADCAST_INFO, &back, sizeof(back));
-    sf_close(file);
+    ASSERT_TRUE(kel::test::ReadBackWithSndfile(path, SFC_GET_BROADCAST_INFO, back));
     std::string history;
     for (const char c : std::string(back.coding_history, strnlen(back.coding_history, back.coding_history_size)))
         history += c == '\n' ? std::string("\\n") : std::string(1, c);

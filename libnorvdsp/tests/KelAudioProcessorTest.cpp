@@ -11,7 +11,7 @@
 
 #include <gtest/gtest.h>
 
-#include "support/OscTestSupport.h"
+#include "support/TestText.h"
 #include "support/TestProcessor.h"
 
 namespace {

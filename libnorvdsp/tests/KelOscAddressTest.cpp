@@ -8,7 +8,7 @@
 
 #include "osc/KelOscAddress.h"
 #include "osc/KelOscPatternMatching.h"
-#include "support/OscTestSupport.h"
+#include "support/TestText.h"
 
 namespace {
 

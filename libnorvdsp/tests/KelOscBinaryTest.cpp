@@ -13,7 +13,8 @@
 
 #include "osc/KelOscInputStream.h"
 #include "osc/KelOscOutputStream.h"
-#include "support/OscTestSupport.h"
+#include "support/ByteBuilder.h"
+#include "support/TestText.h"
 
 #if KEL_HAVE_LIBLO
 #include <lo/lo.h>
@@ -27,42 +28,19 @@ using kel::OscBundle;
 using kel::OscInputStream;
 using kel::OscMessage;
 using kel::OscOutputStream;
+using kel::test::ByteBuilder;
 using kel::test::ThrownMessage;
 
-// Packets written by hand, independently of our writer.
-struct Bytes
+// Packets are written by hand with ByteBuilder, independently of our writer.
+// A message to "/a" with the given type tag string, arguments to follow.
+ByteBuilder ToA(const std::string& tags)
 {
-    std::vector<std::uint8_t> v;
+    return ByteBuilder().oscString("/a").oscString(tags);
+}
 
-    Bytes& raw(std::string_view s)
-    {
-        v.insert(v.end(), s.begin(), s.end());
-        return *this;
-    }
-    Bytes& str(std::string_view s)
-    {
-        raw(s);
-        do
-            v.push_back(0);
-        while (v.size() % 4 != 0);
-        return *this;
-    }
-    Bytes& i32(std::uint32_t x)
-    {
-        for (int shift = 24; shift >= 0; shift -= 8)
-            v.push_back(std::uint8_t(x >> shift));
-        return *this;
-    }
-    Bytes& append(const Bytes& other)
-    {
-        v.insert(v.end(), other.v.begin(), other.v.end());
-        return *this;
-    }
-};
-
-Bytes Header()
+ByteBuilder Header()
 {
-    return Bytes().str("#bundle").i32(0).i32(1);
+    return ByteBuilder().oscString("#bundle").be32(0).be32(1);
 }
 
 std::vector<std::uint8_t> Write(const OscMessage& m)
@@ -90,60 +68,60 @@ TEST(OscBinary, EveryDecodingErrorText)
     struct Case
     {
         const char* name;
-        Bytes packet;
+        ByteBuilder packet;
         std::string error;
     };
     const Case cases[] = {
-        {"int32", Bytes().str("/a").str(",i").raw(std::string(2, '\0')), "exhausted while reading int32"},
-        {"int64", Bytes().str("/a").str(",h").i32(1), "exhausted while reading int64"},
-        {"float", Bytes().str("/a").str(",f").raw(std::string(2, '\0')), "exhausted while reading float"},
-        {"double", Bytes().str("/a").str(",d").i32(0), "exhausted while reading double"},
-        {"string", Bytes().str("/a").str(",s"), "exhausted while reading string"},
-        {"terminator", Bytes().str("/a").str(",s").raw("abcd"),
+        {"int32", ToA(",i").zeros(2), "exhausted while reading int32"},
+        {"int64", ToA(",h").be32(1), "exhausted while reading int64"},
+        {"float", ToA(",f").zeros(2), "exhausted while reading float"},
+        {"double", ToA(",d").be32(0), "exhausted while reading double"},
+        {"string", ToA(",s"), "exhausted while reading string"},
+        {"terminator", ToA(",s").text("abcd"),
          "exhausted before finding null terminator of string"},
-        {"blob size", Bytes().str("/a").str(",b").raw(std::string(2, '\0')), "exhausted while reading blob"},
-        {"blob bytes", Bytes().str("/a").str(",b").i32(8).raw("abcd"), "exhausted before reaching end of blob"},
-        {"blob padding", Bytes().str("/a").str(",b").i32(5).raw("abcde").raw(std::string("\0\1\0", 3)),
+        {"blob size", ToA(",b").zeros(2), "exhausted while reading blob"},
+        {"blob bytes", ToA(",b").be32(8).text("abcd"), "exhausted before reaching end of blob"},
+        {"blob padding", ToA(",b").be32(5).text("abcde").text(std::string("\0\1\0", 3)),
          "format error: missing padding zeros"},
-        {"string padding", Bytes().str("/a").str(",s").raw(std::string("ab\0X", 4)),
+        {"string padding", ToA(",s").text(std::string("ab\0X", 4)),
          "format error: missing padding zeros"},
-        {"tag padding", Bytes().str("/a").raw(std::string(",i\0X", 4)).i32(1), "format error: missing padding zeros"},
-        {"padding cut short", Bytes().str("/a").str(",s").raw(std::string("abcd\0", 5)),
+        {"tag padding", ByteBuilder().oscString("/a").text(std::string(",i\0X", 4)).be32(1), "format error: missing padding zeros"},
+        {"padding cut short", ToA(",s").text(std::string("abcd\0", 5)),
          "format error: missing padding zeros"},
-        {"no tags", Bytes().str("/a"), "exhausted while reading type tag string"},
-        {"tags unterminated", Bytes().str("/a").raw(",ii"), "exhausted while reading type tag string"},
-        {"no comma", Bytes().str("/a").str("i").i32(1), "format error: expected type tag string"},
-        {"unknown tag", Bytes().str("/a").str(",ix").i32(1), "format error: encountered unsupported type tag : x"},
-        {"nil", Bytes().str("/a").str(",N"), ": internal error while reading message argument"},
-        {"infinitum", Bytes().str("/a").str(",iI").i32(1), ": internal error while reading message argument"},
-        {"rgba", Bytes().str("/a").str(",r").i32(0xFF0000FF), ": internal error while reading message argument"},
-        {"message size", Bytes().str("/a").str(",i").i32(1).i32(0),
+        {"no tags", ByteBuilder().oscString("/a"), "exhausted while reading type tag string"},
+        {"tags unterminated", ByteBuilder().oscString("/a").text(",ii"), "exhausted while reading type tag string"},
+        {"no comma", ToA("i").be32(1), "format error: expected type tag string"},
+        {"unknown tag", ToA(",ix").be32(1), "format error: encountered unsupported type tag : x"},
+        {"nil", ToA(",N"), ": internal error while reading message argument"},
+        {"infinitum", ToA(",iI").be32(1), ": internal error while reading message argument"},
+        {"rgba", ToA(",r").be32(0xFF0000FF), ": internal error while reading message argument"},
+        {"message size", ToA(",i").be32(1).be32(0),
          "format error: wrong element content size encountered while reading message"},
-        {"bundle short", Bytes().str("#bundle").i32(0), "exhausted while reading bundle"},
-        {"bundle name", Bytes().str("#bundl").i32(0).i32(1),
+        {"bundle short", ByteBuilder().oscString("#bundle").be32(0), "exhausted while reading bundle"},
+        {"bundle name", ByteBuilder().oscString("#bundl").be32(0).be32(1),
          "format error: bundle does not start with string '#bundle'"},
-        {"bundle name long", Bytes().str("#bundles").i32(0).i32(1),
+        {"bundle name long", ByteBuilder().oscString("#bundles").be32(0).be32(1),
          "format error: bundle does not start with string '#bundle'"},
-        {"element size cut", Header().raw(std::string(2, '\0')), "exhausted while reading bundle element size"},
-        {"element size 2", Header().i32(2).raw(std::string("ab\0\0", 4)),
+        {"element size cut", Header().zeros(2), "exhausted while reading bundle element size"},
+        {"element size 2", Header().be32(2).text(std::string("ab\0\0", 4)),
          "format error: invalid bundle element size"},
-        {"element size 0", Header().i32(0), "format error: invalid bundle element size"},
-        {"element content", Header().i32(100).str("/a").str(","),
+        {"element size 0", Header().be32(0), "format error: invalid bundle element size"},
+        {"element content", Header().be32(100).oscString("/a").oscString(","),
          "exhausted while reading bundle element content"},
-        {"element negative", Header().i32(0xFFFFFFF0u).str("/a").str(","),
+        {"element negative", Header().be32(0xFFFFFFF0u).oscString("/a").oscString(","),
          "exhausted while reading bundle element content"},
-        {"element x", Header().i32(4).raw(std::string("xyz\0", 4)), ": invalid bundle element content (starting with x)"},
-        {"packet x", Bytes().raw(std::string("xyz\0", 4)), ": invalid bundle element content (starting with x)"},
-        {"empty packet", Bytes(), ": invalid bundle element content"},
-        {"element message size", Header().i32(12).str("/a").str(",").i32(0),
+        {"element x", Header().be32(4).text(std::string("xyz\0", 4)), ": invalid bundle element content (starting with x)"},
+        {"packet x", ByteBuilder().text(std::string("xyz\0", 4)), ": invalid bundle element content (starting with x)"},
+        {"empty packet", ByteBuilder(), ": invalid bundle element content"},
+        {"element message size", Header().be32(12).oscString("/a").oscString(",").be32(0),
          "format error: wrong element content size encountered while reading message"},
         {"nested bundle size",
-         Header().i32(20).append(Header()).i32(8).str("/a").str(","),
+         Header().be32(20).append(Header()).be32(8).oscString("/a").oscString(","),
          "format error: wrong element content size encountered while reading bundle"},
     };
     for (const auto& c : cases)
     {
-        const auto& bytes = c.packet.v;
+        const auto& bytes = c.packet.bytes;
         std::string expected = "OSC input stream";
         if (c.error[0] != ':')
             expected += ' ';
@@ -153,19 +131,19 @@ TEST(OscBinary, EveryDecodingErrorText)
     }
 
     // Errors of the operations that a packet cannot reach on its own.
-    const Bytes four = Bytes().i32(1);
-    EXPECT_EQ(ThrownMessage([&] { OscInputStream(four.v.data(), 4).ReadTimeTag(); }),
+    const ByteBuilder four = ByteBuilder().be32(1);
+    EXPECT_EQ(ThrownMessage([&] { OscInputStream(four.bytes.data(), 4).ReadTimeTag(); }),
               "OSC input stream exhausted while reading time tag");
-    EXPECT_EQ(ThrownMessage([&] { OscInputStream(four.v.data(), 4).ReadBundle(2); }),
+    EXPECT_EQ(ThrownMessage([&] { OscInputStream(four.bytes.data(), 4).ReadBundle(2); }),
               "OSC input stream format error: invalid size");
-    EXPECT_EQ(ThrownMessage([&] { OscInputStream(four.v.data(), 0).ReadElementWithKnownSize(0); }),
+    EXPECT_EQ(ThrownMessage([&] { OscInputStream(four.bytes.data(), 0).ReadElementWithKnownSize(0); }),
               "OSC input stream: invalid bundle element content");
-    EXPECT_EQ(ThrownMessage([&] { OscInputStream(four.v.data(), 4).ReadArgument('r'); }),
+    EXPECT_EQ(ThrownMessage([&] { OscInputStream(four.bytes.data(), 4).ReadArgument('r'); }),
               "OSC input stream: internal error while reading message argument");
 
     // The address rules apply to what a packet carries.
-    const Bytes spaced = Bytes().str("/play now").str(",");
-    EXPECT_EQ(ThrownMessage([&] { Read(spaced.v); }).rfind("\"/play now\" is not a valid OSC address pattern", 0), 0u);
+    const ByteBuilder spaced = ByteBuilder().oscString("/play now").oscString(",");
+    EXPECT_EQ(ThrownMessage([&] { Read(spaced.bytes); }).rfind("\"/play now\" is not a valid OSC address pattern", 0), 0u);
 
     // Bundles nested beyond the limit are refused instead of exhausting the stack.
     OscBundle deep;

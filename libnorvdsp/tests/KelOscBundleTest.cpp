@@ -9,7 +9,7 @@
 
 #include "osc/KelOscBundle.h"
 #include "osc/KelOscHelper.h"
-#include "support/OscTestSupport.h"
+#include "support/TestText.h"
 #include "support/TestTemp.h"
 
 namespace {
@@ -19,14 +19,8 @@ using kel::OscBundle;
 using kel::OscHelper;
 using kel::OscMessage;
 using kel::Overwrite;
+using kel::test::Lines;
 using kel::test::ThrownMessage;
-
-std::vector<std::string> Lines(const OscBundle& bundle)
-{
-    std::vector<std::string> lines;
-    bundle.ForEachMessage([&](const OscMessage& m) { lines.push_back(m.toString()); });
-    return lines;
-}
 
 std::string ReadAll(const std::string& path)
 {

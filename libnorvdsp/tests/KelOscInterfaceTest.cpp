@@ -9,7 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "osc/KelOscInterface.h"
-#include "support/OscTestSupport.h"
+#include "support/TestText.h"
 #include "support/TestProcessor.h"
 
 namespace {
@@ -17,34 +17,15 @@ namespace {
 using kel::HostNotifier;
 using kel::OscMessage;
 using kel::test::RecordingConsole;
-using kel::test::RecordingObserver;
+using kel::test::TestObject;
 using kel::test::TestProcessor;
 using kel::test::ThrownMessage;
 using Strings = std::vector<std::string>;
 
 Strings StateLines(const kel::OscInterface& object)
 {
-    Strings lines;
-    object.GetState().ForEachMessage([&](const OscMessage& m) { lines.push_back(m.toString()); });
-    return lines;
+    return kel::test::Lines(object.GetState());
 }
-
-struct Fixture
-{
-    TestProcessor processor;
-    RecordingConsole console;
-    RecordingObserver observer;
-    Fixture()
-    {
-        processor.AddHostListener(&console);
-        processor.AddObserver(&observer);
-    }
-    ~Fixture()
-    {
-        processor.RemoveObserver(&observer);
-        processor.RemoveHostListener(&console);
-    }
-};
 
 TEST(OscInterface, DispatchTriesTheFrameThenTheObjectThenTheGenericHandlers)
 {
@@ -64,14 +45,14 @@ TEST(OscInterface, DispatchTriesTheFrameThenTheObjectThenTheGenericHandlers)
     };
     for (const auto& c : cases)
     {
-        Fixture f;
+        TestObject f;
         EXPECT_TRUE(f.processor.Send(c.message)) << c.message;
         EXPECT_EQ(f.processor.log, c.log) << c.message;
         EXPECT_EQ(f.observer.reports.size(), c.reports) << c.message;
         EXPECT_EQ(f.observer.taken, Strings{OscMessage::CreateFromText(c.message).toString()}) << c.message;
         EXPECT_TRUE(f.console.reports.empty()) << c.message;
     }
-    Fixture f;
+    TestObject f;
     f.processor.Send("/dsp/mute 1");
     EXPECT_TRUE(f.processor.isMuted());
 }
@@ -89,7 +70,7 @@ TEST(OscInterface, UnsupportedMessagesArePostedAndChangeNothing)
     };
     for (const auto& text : messages)
     {
-        Fixture f;
+        TestObject f;
         const Strings before = StateLines(f.processor);
         EXPECT_FALSE(f.processor.Send(text)) << text;
         const std::string shown = OscMessage::CreateFromText(text).toString();
@@ -122,7 +103,7 @@ TEST(OscInterface, PatternAddressesReachEveryMatchingHandler)
     };
     for (const auto& c : cases)
     {
-        Fixture f;
+        TestObject f;
         if (!c.error.empty())
         {
             EXPECT_EQ(ThrownMessage([&] { f.processor.Send(c.message); }), c.error);
@@ -132,7 +113,7 @@ TEST(OscInterface, PatternAddressesReachEveryMatchingHandler)
         EXPECT_EQ(f.processor.sourceGains, c.sources) << c.message;
         EXPECT_EQ(f.processor.log, c.log) << c.message;
     }
-    Fixture f;
+    TestObject f;
     f.processor.Send("/{gain,mode} 3");
     EXPECT_EQ(f.processor.gain.load(), 3.0f);
     EXPECT_EQ(f.processor.mode, 3);
@@ -169,7 +150,7 @@ TEST(OscInterface, DumpSendsTheStateOrThePartsNamedByPrefixes)
     };
     for (const auto& c : cases)
     {
-        Fixture f;
+        TestObject f;
         f.processor.Send("/gain 0.75");
         f.processor.Send("/source/2/gain 0.5");
         if (c.error.empty())
@@ -283,7 +264,7 @@ TEST(OscInterface, ConsoleTextsAndVerbosity)
         EXPECT_EQ(HostNotifier::ComposeConsoleText(c.text, c.level), c.line);
 
     // A failed message reads "when processing" + the message + the reason.
-    Fixture f;
+    TestObject f;
     f.processor.ReportFailure(OscMessage("/open").AddString("a.wav"), kel::Exception("no such file"),
                               Level::warning);
     EXPECT_EQ(f.console.lines(), Strings{"warning occurred when processing \"/open \"a.wav\"\". Reason: Exception "
@@ -299,7 +280,7 @@ TEST(OscInterface, ConsoleTextsAndVerbosity)
                               {"true", 3}};
     for (const auto& filter : filters)
     {
-        Fixture g;
+        TestObject g;
         g.processor.Send("/verbose " + (filter.verbose == "true" || filter.verbose == "false"
                                             ? filter.verbose
                                             : "\"" + filter.verbose + "\""));
@@ -315,7 +296,7 @@ TEST(OscInterface, ConsoleTextsAndVerbosity)
 
 TEST(OscInterface, PostMessagesAndHostHooks)
 {
-    Fixture f;
+    TestObject f;
     f.processor.Send("/post/version");
     EXPECT_EQ(f.console.lines(), Strings{"test~ version 0.1.0"});
 

@@ -7,7 +7,7 @@
 
 #include "osc/KelOscHelper.h"
 #include "osc/KelOscInterpolation.h"
-#include "support/OscTestSupport.h"
+#include "support/TestText.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "osc/KelOscMessage.h"
-#include "support/OscTestSupport.h"
+#include "support/TestText.h"
 
 namespace {
 

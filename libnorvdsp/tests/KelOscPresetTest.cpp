@@ -9,7 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "osc/KelOscHelper.h"
-#include "support/OscTestSupport.h"
+#include "support/TestText.h"
 #include "support/TestProcessor.h"
 #include "support/TestTemp.h"
 
@@ -19,19 +19,12 @@ using kel::File;
 using kel::MessageFlag;
 using kel::OscMessage;
 using kel::OscPresetManager;
-using kel::test::RecordingConsole;
-using kel::test::RecordingObserver;
 using kel::test::TempDir;
+using kel::test::Lines;
+using kel::test::TestObject;
 using kel::test::TestProcessor;
 using kel::test::ThrownMessage;
 using Strings = std::vector<std::string>;
-
-Strings Lines(const kel::OscBundle& bundle)
-{
-    Strings lines;
-    bundle.ForEachMessage([&](const OscMessage& m) { lines.push_back(m.toString()); });
-    return lines;
-}
 
 Strings SnapshotList(const TestProcessor& p)
 {
@@ -56,18 +49,6 @@ void SetSomeState(TestProcessor& p)
         p.Send(text);
 }
 
-struct Object
-{
-    TestProcessor processor;
-    RecordingConsole console;
-    RecordingObserver observer;
-    Object()
-    {
-        processor.AddHostListener(&console);
-        processor.AddObserver(&observer);
-    }
-};
-
 std::string Quote(const std::string& path)
 {
     return "\"" + path + "\"";
@@ -78,13 +59,13 @@ TEST(OscPresets, RoundTripThroughEveryFormat)
     TempDir dir;
     for (const std::string name : {"p.txt", "p.osc", "p.coll", "noextension"})
     {
-        Object saver;
+        TestObject saver;
         SetSomeState(saver.processor);
         ASSERT_TRUE(saver.processor.Send("/preset/export " + Quote(dir.file(name))));
         const std::string written = name == "noextension" ? dir.file("noextension.txt") : dir.file(name);
         EXPECT_EQ(saver.observer.reports, Strings{"/preset/saved " + Quote(written)}) << name;
 
-        Object loader;
+        TestObject loader;
         // A name without extension finds the ".txt" file the export wrote.
         ASSERT_TRUE(loader.processor.Send("/preset/load " + Quote(dir.file(name))));
         EXPECT_EQ(Lines(loader.processor.GetState()), Lines(saver.processor.GetState())) << name;
@@ -105,18 +86,14 @@ TEST(OscPresets, RoundTripThroughEveryFormat)
 TEST(OscPresets, ReadBackByTheOscVerb)
 {
     TempDir dir;
-    Object saver;
+    TestObject saver;
     SetSomeState(saver.processor);
     for (const std::string name : {"p.txt", "p.osc", "p.coll"})
     {
         saver.processor.ExportPreset(File(dir.file(name)), false);
         std::string output;
         ASSERT_EQ(kel::test::RunCommand(std::string(KEL_CLI_PATH) + " osc " + dir.file(name), &output), 0) << name;
-        Strings lines;
-        std::size_t start = 0;
-        for (std::size_t end; (end = output.find('\n', start)) != std::string::npos; start = end + 1)
-            lines.push_back(output.substr(start, end - start));
-        EXPECT_EQ(lines, Lines(saver.processor.GetState())) << name;
+        EXPECT_EQ(Lines(output), Lines(saver.processor.GetState())) << name;
     }
 }
 
@@ -150,7 +127,7 @@ TEST(OscPresets, AFailingMessageIsReportedAndTheRestStillLoads)
     const std::string path = dir.file("mixed.txt");
     std::ofstream(path) << "# a hand-written preset\n/gain 0.25\n/nope 1\n/preset/load \"" << path
                         << "\"\n/snapshot/1/recall\n/mode 7\n";
-    Object o;
+    TestObject o;
     EXPECT_FALSE(o.processor.LoadPreset(File(path)));
     EXPECT_EQ(o.processor.gain.load(), 0.25f);
     EXPECT_EQ(o.processor.mode, 7);
@@ -183,7 +160,7 @@ TEST(OscPresets, WithSnapshotsReplacesTheList)
     TempDir dir;
     for (const std::string name : {"s.txt", "s.osc", "s.coll"})
     {
-        Object saver;
+        TestObject saver;
         saver.processor.Send("/gain 0.5");
         saver.processor.Send("/snapshot/add \"half\"");
         saver.processor.Send("/gain 2");
@@ -191,7 +168,7 @@ TEST(OscPresets, WithSnapshotsReplacesTheList)
         saver.processor.Send("/mode 9");
         saver.processor.Send("/preset/save/withsnapshots " + Quote(dir.file(name)));
 
-        Object loader;
+        TestObject loader;
         loader.processor.Send("/snapshot/add \"old\"");
         loader.processor.Send("/preset/recall " + Quote(dir.file(name)));
         EXPECT_EQ(Lines(loader.processor.GetState()), Lines(saver.processor.GetState())) << name;
@@ -215,7 +192,7 @@ TEST(OscSnapshots, StoreRecallNameDeleteAndTheirErrors)
         void OnSnapshotsChanged(const kel::OscSnapshotManager&) override { ++changes; }
     } listener;
 
-    Object o;
+    TestObject o;
     TestProcessor& p = o.processor;
     p.getSnapshotManager().AddListener(&listener);
     struct Step
@@ -268,7 +245,7 @@ TEST(OscSnapshots, ExportAndImportInEveryFormat)
     TempDir dir;
     for (const std::string ext : {".txt", ".osc", ".coll"})
     {
-        Object a;
+        TestObject a;
         a.processor.Send("/gain 0.5");
         a.processor.Send("/snapshot/add \"first, one\"");
         a.processor.Send("/source/2/gain 3");
@@ -277,7 +254,7 @@ TEST(OscSnapshots, ExportAndImportInEveryFormat)
         a.processor.Send("/snapshot/2/export " + Quote(dir.file("one" + ext)));
         a.processor.Send("/snapshot/1/export/content " + Quote(dir.file("content" + ext)));
 
-        Object b;
+        TestObject b;
         b.processor.Send("/snapshot/import " + Quote(dir.file("all" + ext)));
         EXPECT_EQ(SnapshotList(b.processor), SnapshotList(a.processor)) << ext;
         // Importing appends.
@@ -292,7 +269,7 @@ TEST(OscSnapshots, ExportAndImportInEveryFormat)
                   Lines(a.processor.getSnapshotManager().getSnapshot(1).getContent()));
 
         // A snapshot's content is a preset.
-        Object c;
+        TestObject c;
         c.processor.Send("/preset/load " + Quote(dir.file("content" + ext)));
         EXPECT_EQ(c.processor.gain.load(), 0.5f);
     }
@@ -314,20 +291,20 @@ TEST(OscSnapshots, ExportAndImportInEveryFormat)
     for (const auto& c : cases)
     {
         std::ofstream(dir.file("bad.txt"), std::ios::trunc) << c.content;
-        Object o;
+        TestObject o;
         o.processor.Send("/snapshot/add \"kept\"");
         EXPECT_EQ(ThrownMessage([&] { o.processor.Send("/snapshot/import " + Quote(dir.file("bad.txt"))); }),
                   c.error);
         EXPECT_EQ(o.processor.getSnapshotManager().getNumSnapshots(), 1u);
     }
-    Object empty;
+    TestObject empty;
     EXPECT_EQ(ThrownMessage([&] { empty.processor.Send("/snapshot/export " + Quote(dir.file("none.txt"))); }),
               "there is no snapshot");
 }
 
 TEST(OscSnapshots, InterpolateByIndicesOrNames)
 {
-    Object o;
+    TestObject o;
     TestProcessor& p = o.processor;
     p.Send("/gain 0");
     p.Send("/mode 0");

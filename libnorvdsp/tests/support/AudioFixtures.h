@@ -35,6 +35,20 @@ struct Decoded
 bool WriteWithSndfile(const std::string& path, int format, int channels, std::int64_t frames, int sampleRate,
                       const std::function<void(SNDFILE*)>& configure = {});
 
+/** Runs an sf_command on the file opened for reading, to see what libsndfile
+    makes of what it wrote; false when it cannot. */
+template <typename Result>
+bool ReadBackWithSndfile(const std::string& path, int command, Result& result)
+{
+    SF_INFO info{};
+    SNDFILE* file = sf_open(path.c_str(), SFM_READ, &info);
+    if (file == nullptr)
+        return false;
+    const bool done = sf_command(file, command, &result, sizeof(result)) == SF_TRUE;
+    sf_close(file);
+    return done;
+}
+
 /** libsndfile's float decode (sf_readf_float) of a whole file. */
 Decoded DecodeWithSndfile(const std::string& path);
 #endif

@@ -32,6 +32,12 @@ public:
     ByteBuilder& le64(std::uint64_t v) { return le32(std::uint32_t(v)).le32(std::uint32_t(v >> 32)); }
     ByteBuilder& be16(std::uint32_t v) { return u8(v >> 8).u8(v); }
     ByteBuilder& be32(std::uint32_t v) { return be16(v >> 16).be16(v); }
+    /** An OSC string: the text, a zero, zeros up to a multiple of 4 bytes. */
+    ByteBuilder& oscString(const std::string& s)
+    {
+        text(s).u8(0);
+        return zeros((4 - bytes.size() % 4) % 4);
+    }
     ByteBuilder& zeros(std::size_t n)
     {
         bytes.insert(bytes.end(), n, 0);
@@ -77,6 +83,12 @@ inline ByteBuilder WavFormat(std::uint32_t tag, std::uint32_t channels, std::uin
 inline ByteBuilder RiffWave(const ByteBuilder& chunks)
 {
     return ByteBuilder().text("RIFF").le32(std::uint32_t(chunks.size() + 4)).text("WAVE").append(chunks);
+}
+
+/** A whole FORM file of the given type ("AIFF", "AIFC") around the chunks. */
+inline ByteBuilder AiffForm(const std::string& type, const ByteBuilder& chunks)
+{
+    return ByteBuilder().text("FORM").be32(std::uint32_t(chunks.size() + 4)).text(type).append(chunks);
 }
 
 /** An 80-bit extended float of a whole sample rate, as AIFF's "COMM" holds it. */

@@ -181,4 +181,23 @@ struct RecordingObserver : OscObserver
     }
 };
 
+/** A processor with a console and an observer attached, as a host has it. */
+struct TestObject
+{
+    TestProcessor processor;
+    RecordingConsole console;
+    RecordingObserver observer;
+
+    TestObject()
+    {
+        processor.AddHostListener(&console);
+        processor.AddObserver(&observer);
+    }
+    ~TestObject()
+    {
+        processor.RemoveObserver(&observer);
+        processor.RemoveHostListener(&console);
+    }
+};
+
 } // namespace kel::test
