@@ -7,45 +7,11 @@
 
 namespace kel {
 
-OscArgument OscArgument::fromInt32(std::int32_t v) noexcept
-{
-    OscArgument a;
-    a.tag = 'i';
-    a.value.i = v;
-    return a;
-}
-
-OscArgument OscArgument::fromInt64(std::int64_t v) noexcept
-{
-    OscArgument a;
-    a.tag = 'h';
-    a.value.h = v;
-    return a;
-}
-
-OscArgument OscArgument::fromFloat32(float v) noexcept
-{
-    OscArgument a;
-    a.tag = 'f';
-    a.value.f = v;
-    return a;
-}
-
-OscArgument OscArgument::fromFloat64(double v) noexcept
-{
-    OscArgument a;
-    a.tag = 'd';
-    a.value.d = v;
-    return a;
-}
-
-OscArgument OscArgument::fromBool(bool v) noexcept
-{
-    OscArgument a;
-    a.tag = v ? 'T' : 'F';
-    a.value.b = v;
-    return a;
-}
+OscArgument OscArgument::fromInt32(std::int32_t v) noexcept { return withValue('i', &Value::i, v); }
+OscArgument OscArgument::fromInt64(std::int64_t v) noexcept { return withValue('h', &Value::h, v); }
+OscArgument OscArgument::fromFloat32(float v) noexcept { return withValue('f', &Value::f, v); }
+OscArgument OscArgument::fromFloat64(double v) noexcept { return withValue('d', &Value::d, v); }
+OscArgument OscArgument::fromBool(bool v) noexcept { return withValue(v ? 'T' : 'F', &Value::b, v); }
 
 OscArgument OscArgument::fromString(std::string_view s)
 {

@@ -66,15 +66,26 @@ public:
     static constexpr bool IsNumericTag(char t) noexcept { return t == 'i' || t == 'h' || t == 'f' || t == 'd'; }
 
 private:
-    char tag = 'i';
-    union
+    union Value
     {
         std::int32_t i;
         std::int64_t h;
         float f;
         double d;
         bool b;
-    } value;
+    };
+
+    template <typename T>
+    static OscArgument withValue(char tag, T Value::*member, T v) noexcept
+    {
+        OscArgument a;
+        a.tag = tag;
+        a.value.*member = v;
+        return a;
+    }
+
+    char tag = 'i';
+    Value value;
     String text;
     MemoryBlock blob;
 };

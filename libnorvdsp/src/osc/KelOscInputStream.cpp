@@ -28,21 +28,12 @@ OscInputStream::OscInputStream(const void* bytes, std::size_t numBytes) noexcept
 
 OscInputStream::OscInputStream(const MemoryBlock& bytes) noexcept : OscInputStream(bytes.data(), bytes.size()) {}
 
-std::uint32_t OscInputStream::readBigEndian32() noexcept
+template <typename UInt>
+UInt OscInputStream::readBigEndian() noexcept
 {
-    std::uint32_t value = 0;
-    std::memcpy(&value, data + position, 4);
-    position += 4;
-    if constexpr (std::endian::native == std::endian::little)
-        value = ByteSwap(value);
-    return value;
-}
-
-std::uint64_t OscInputStream::readBigEndian64() noexcept
-{
-    std::uint64_t value = 0;
-    std::memcpy(&value, data + position, 8);
-    position += 8;
+    UInt value = 0;
+    std::memcpy(&value, data + position, sizeof value);
+    position += sizeof value;
     if constexpr (std::endian::native == std::endian::little)
         value = ByteSwap(value);
     return value;
@@ -52,35 +43,35 @@ std::int32_t OscInputStream::ReadInt32()
 {
     if (getNumBytesRemaining() < 4)
         throw Exception("OSC input stream exhausted while reading int32", KEL_HERE);
-    return std::int32_t(std::uint32_t(readBigEndian32()));
+    return std::int32_t(readBigEndian<std::uint32_t>());
 }
 
 std::int64_t OscInputStream::ReadInt64()
 {
     if (getNumBytesRemaining() < 8)
         throw Exception("OSC input stream exhausted while reading int64", KEL_HERE);
-    return std::int64_t(readBigEndian64());
+    return std::int64_t(readBigEndian<std::uint64_t>());
 }
 
 float OscInputStream::ReadFloat32()
 {
     if (getNumBytesRemaining() < 4)
         throw Exception("OSC input stream exhausted while reading float", KEL_HERE);
-    return std::bit_cast<float>(std::uint32_t(readBigEndian32()));
+    return std::bit_cast<float>(readBigEndian<std::uint32_t>());
 }
 
 double OscInputStream::ReadFloat64()
 {
     if (getNumBytesRemaining() < 8)
         throw Exception("OSC input stream exhausted while reading double", KEL_HERE);
-    return std::bit_cast<double>(readBigEndian64());
+    return std::bit_cast<double>(readBigEndian<std::uint64_t>());
 }
 
 OscTimeTag OscInputStream::ReadTimeTag()
 {
     if (getNumBytesRemaining() < 8)
         throw Exception("OSC input stream exhausted while reading time tag", KEL_HERE);
-    return OscTimeTag{readBigEndian64()};
+    return OscTimeTag{readBigEndian<std::uint64_t>()};
 }
 
 void OscInputStream::ReadPadding(std::size_t itemSize)
@@ -113,7 +104,7 @@ MemoryBlock OscInputStream::ReadBlob()
 {
     if (getNumBytesRemaining() < 4)
         throw Exception("OSC input stream exhausted while reading blob", KEL_HERE);
-    const auto length = std::size_t(std::uint32_t(readBigEndian32()));
+    const auto length = std::size_t(readBigEndian<std::uint32_t>());
     if (getNumBytesRemaining() < length)
         throw Exception("OSC input stream exhausted before reaching end of blob", KEL_HERE);
     MemoryBlock bytes(length);

@@ -67,8 +67,10 @@ public:
 private:
     std::string_view readStringView();
     std::string_view readTypeTags();
-    std::uint32_t readBigEndian32() noexcept;
-    std::uint64_t readBigEndian64() noexcept;
+    /** The next 4 or 8 bytes as a big-endian number; the caller has checked
+        that they are there. */
+    template <typename UInt>
+    UInt readBigEndian() noexcept;
 
     const std::uint8_t* data;
     std::size_t size;
