@@ -17,6 +17,14 @@ constexpr Verb verbs[] = {
      "bundles flattened depth first; or convert IN to the format OUT's extension names "
      "(.osc binary, .coll Max coll, otherwise text).",
      RunOsc},
+    {"decode", "decode FILE OUT",
+     "Write every frame of every channel of an audio file, read through the engine's reader in blocks of at most "
+     "4096 frames, to OUT as interleaved 32-bit float little-endian raw data.",
+     RunDecode},
+    {"info", "info FILE",
+     "Print the metadata dump of an audio file, one message per line in the OSC text form: \"/filename\", the "
+     "file's facts, its broadcast-wave fields when present, then its markers.",
+     RunInfo},
 };
 
 void PrintHelp(std::FILE* out)

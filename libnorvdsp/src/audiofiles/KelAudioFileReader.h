@@ -1,0 +1,130 @@
+// kel::AudioFileReader: the one interface through which the player reads
+// sound files, whatever their format, and the factory that picks the reader
+// for a file. A concrete reader parses its header in its constructor (and
+// throws rather than leave an invalid reader behind); afterwards read()
+// delivers 32-bit float frames from any position.
+//
+// Threads: a reader is not thread-safe. It is built on the control side;
+// afterwards one thread at a time calls read() (the disk-buffering thread).
+// The metadata accessors may be read by anyone once construction is done.
+#pragma once
+
+#include <cstdint>
+
+#include "audiofiles/KelAudioFilesMetadata.h"
+#include "audiofiles/KelSampleConversion.h"
+#include "containers/KelScopedPointer.h"
+#include "files/KelFile.h"
+#include "files/KelInputStream.h"
+#include "math/KelAudioBuffer.h"
+
+namespace kel {
+
+/** Root of the reader family: owns the metadata record. */
+class AudioFilesManager
+{
+public:
+    AudioFilesManager() = default;
+    virtual ~AudioFilesManager();
+
+    const AudioFilesMetadata& getMetadata() const noexcept { return metadata; }
+    double getSampleRate() const noexcept { return metadata.sampleRate; }
+    std::uint32_t getBitsPerSample() const noexcept { return metadata.bitsPerSample; }
+    std::int64_t getLengthInSamples() const noexcept { return metadata.lengthInSamples; }
+    std::uint32_t getNumChannels() const noexcept { return metadata.numChannels; }
+    bool usesFloatingPointData() const noexcept { return metadata.usesFloatingPointData; }
+    const String& getFormatName() const noexcept { return metadata.formatName; }
+    bool isRF64() const noexcept { return metadata.isRF64; }
+    bool hasBwfChunk() const noexcept { return metadata.hasBwfChunk; }
+    bool isWave64() const noexcept { return metadata.isWave64; }
+    const Vector<String>& getBwfKeys() const noexcept { return metadata.bwfKeys; }
+    const Vector<String>& getBwfValues() const noexcept { return metadata.bwfValues; }
+    const Vector<ScopedPointer<AudioFilesMetadata::Marker>>& getMarkers() const noexcept { return metadata.markers; }
+
+protected:
+    AudioFilesMetadata metadata;
+};
+
+class AudioFileReader : public AudioFilesManager
+{
+public:
+    /** The format's usual extension with its dot (".wav"). */
+    virtual String getDefaultExtension() const = 0;
+
+    ~AudioFileReader() override;
+
+    /** Writes numFrames values through every non-null pointer of the
+        null-terminated array destinations, from startFrame of the file on:
+        left-justified integers for an integer file, float bits for a float
+        file, zeros past the end, before frame 0 and in arrays beyond the
+        file's channels. Seeks afresh on every call. Blocks on the disk. */
+    virtual bool readSamples(SampleWord* const* destinations, std::int64_t numFrames, std::int64_t startFrame) = 0;
+
+    /** Reads numFrames frames from startFrameInFile into the buffer's first
+        channels at startIndexInBuffer, as floats. Returns false, touching
+        nothing, when the range does not fit the buffer or the file has more
+        channels than the buffer. Allocates nothing once the channel pointer
+        table has grown to the channel count; blocks on the disk. */
+    bool read(AudioBufferBase<float>& buffer, std::int64_t startIndexInBuffer, std::int64_t numFrames,
+              std::int64_t startFrameInFile);
+
+    /** A reader is valid when its header gave a format, a positive rate, a
+        sample width and a channel count (the length may be 0). */
+    bool isValid() const noexcept;
+
+    const File& getFile() const noexcept { return file; }
+
+    /** The reader for a file: an empty pointer for an empty path; throws
+        kel::exceptions::NoSuchFile for a missing file, the reader's own
+        error for an unreadable header and "File <path> is not a valid audio
+        file." when nothing fits. Control side; blocks on the disk. */
+    static ScopedPointer<AudioFileReader> CreateReaderFor(const File& file);
+
+    /** "AIFF File", "WAV File" or "MP3 File" by the first four bytes, then by
+        the extension; "unknown" otherwise, or when the file cannot be opened.
+        Any thread; blocks on the disk. */
+    static String detectFormatName(const File& file);
+    static bool isAiffFile(const File& file);
+    static bool isWavFile(const File& file);
+    static bool isMp3File(const File& file);
+
+protected:
+    AudioFileReader(const File& file, ScopedPointer<InputStream> stream);
+
+    /** The "file <path> is not a valid <kind> file" error of the constructors. */
+    [[noreturn]] void throwNotValid(const char* kind, SourceLocation where) const;
+
+    /** Where the interleaved frames of a PCM or float file sit and how they
+        convert; settled once by the header. */
+    struct InterleavedLayout
+    {
+        std::int64_t dataStart = 0;
+        std::int32_t bytesPerFrame = 0;
+        FrameConverter convert = nullptr;
+        std::uint8_t silenceByte = 0;  // what stands in for bytes missing from a short file
+    };
+
+    /** The read loop the WAV and AIFF readers share: seeks to the frame,
+        reads through the scratch block (at least one frame wide), converts,
+        and zero-fills what lies outside the file. */
+    bool readInterleavedSamples(SampleWord* const* destinations, std::int64_t numFrames, std::int64_t startFrame,
+                                const InterleavedLayout& layout, MemoryBlock& scratch);
+
+    /** Sizes a scratch block for a frame size: 64 KB, or one frame when a
+        frame is wider than that. */
+    static void prepareScratch(MemoryBlock& scratch, std::int32_t bytesPerFrame);
+
+    File file;
+    ScopedPointer<InputStream> input;
+
+private:
+    // Plain pointers here: an attribute cannot travel through a template
+    // argument. They are handed out as SampleWord pointers.
+    Vector<std::int32_t*> channelPointers;
+    Vector<std::int32_t*> piecePointers;  // the same, moved on to each piece of a long read
+};
+
+/** Writes zeros to values [from, to) of every non-null array. */
+void ZeroSampleArrays(SampleWord* const* destinations, std::int64_t from, std::int64_t to) noexcept;
+
+} // namespace kel
