@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <vector>
 
 #include "audiofiles/KelAudioFileReader.h"
@@ -18,8 +19,10 @@ inline void ExerciseReader(kel::AudioFileReader& reader, const std::uint8_t* dat
     for (std::size_t i = 0; i < size; i += 1 + size / 64)
         seed = (seed ^ data[i]) * 1099511628211ull;
     const auto length = reader.getLengthInSamples();
-    const std::int64_t positions[] = {0,         length / 2, length - 3,        length,
-                                      -5,        length + 1000, std::int64_t(seed % 100000),
+    const auto beyond = length > std::numeric_limits<std::int64_t>::max() - 1000 ? length : length + 1000;
+    const std::int64_t positions[] = {0,  length / 2, length - 3,
+                                      length, -5, beyond,
+                                      std::int64_t(seed % 100000),
                                       std::int64_t((seed >> 20) % std::uint64_t(length > 0 ? length : 1))};
 
     // readSamples with a few destinations of its own: the file may claim any

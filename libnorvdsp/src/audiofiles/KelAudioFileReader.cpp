@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
 
 #include "audiofiles/KelAiffFileReader.h"
 #include "audiofiles/KelFourCC.h"
@@ -66,20 +67,16 @@ bool AudioFileReader::read(AudioBufferBase<float>& buffer, std::int64_t startInd
         const auto n = std::min(pieceFrames, numFrames - done);
         for (std::uint32_t c = 0; c < numChannels; ++c)
             piecePointers[c] = channelPointers[c] + done;
-        if (!readSamples(piece, n, startFrameInFile + done))
+        // Saturating: a start near the largest frame index reads silence.
+        const auto start = startFrameInFile > std::numeric_limits<std::int64_t>::max() - done
+                               ? std::numeric_limits<std::int64_t>::max()
+                               : startFrameInFile + done;
+        if (!readSamples(piece, n, start))
             return false;
         for (std::uint32_t c = 0; c < numChannels; ++c)
             ConvertIntegersToFloats(piece[c], n);
     }
     return true;
-}
-
-void ZeroSampleArrays(SampleWord* const* destinations, std::int64_t from, std::int64_t to) noexcept
-{
-    if (to <= from)
-        return;
-    for (auto* const* d = destinations; *d != nullptr; ++d)
-        std::memset(*d + from, 0, std::size_t(to - from) * sizeof(SampleWord));
 }
 
 void AudioFileReader::prepareScratch(MemoryBlock& scratch, std::int32_t bytesPerFrame)

@@ -57,7 +57,9 @@ public:
         null-terminated array destinations, from startFrame of the file on:
         left-justified integers for an integer file, float bits for a float
         file, zeros past the end, before frame 0 and in arrays beyond the
-        file's channels. Seeks afresh on every call. Blocks on the disk. */
+        file's channels (a sample width the reader does not read leaves the
+        file's frames unwritten). Calls may come at any positions in any
+        order. Blocks on the disk. */
     virtual bool readSamples(SampleWord* const* destinations, std::int64_t numFrames, std::int64_t startFrame) = 0;
 
     /** Reads numFrames frames from startFrameInFile into the buffer's first
@@ -123,8 +125,5 @@ private:
     Vector<std::int32_t*> channelPointers;
     Vector<std::int32_t*> piecePointers;  // the same, moved on to each piece of a long read
 };
-
-/** Writes zeros to values [from, to) of every non-null array. */
-void ZeroSampleArrays(SampleWord* const* destinations, std::int64_t from, std::int64_t to) noexcept;
 
 } // namespace kel

@@ -65,7 +65,8 @@ void DecodeBroadcastWaveChunk(InputStream& input, std::int64_t chunkSize, double
     String codingHistory;
     if (chunkSize > broadcastWaveFixedSize)
     {
-        const auto bytes = input.ReadIntoMemory(chunkSize - broadcastWaveFixedSize);
+        // A history beyond 1 MB is a size field gone wrong, not a history.
+        const auto bytes = input.ReadIntoMemory(std::min<std::int64_t>(chunkSize - broadcastWaveFixedSize, 1 << 20));
         const auto* begin = reinterpret_cast<const char*>(bytes.data());
         const auto* end = static_cast<const char*>(std::memchr(begin, 0, bytes.size()));
         codingHistory.assign(begin, end != nullptr ? std::size_t(end - begin) : bytes.size());

@@ -45,6 +45,12 @@ constexpr Guid ambisonicPcmSubFormat = {0x01, 0x00, 0x00, 0x00, 0x21, 0x07, 0xD3
 
 constexpr std::int64_t maxInt64 = std::numeric_limits<std::int64_t>::max();
 
+// The most bytes of one metadata chunk ("axml", "cue ") held in memory, and
+// the most channel allocation records (their count field is 16 bits): a size
+// field gone wrong in a file of many gigabytes must not claim as much memory.
+constexpr std::int64_t maxMetadataChunkBytes = std::int64_t(1) << 27;
+constexpr std::int64_t maxChannelAllocationRecords = 65535;
+
 Guid ReadGuid(InputStream& input)
 {
     Guid guid{};
@@ -169,7 +175,7 @@ void WavFileReader::walkRiffChunks(std::int64_t end)
         }
         else if (code == FourCC("axml"))
         {
-            const auto bytes = input->ReadIntoMemory(size);
+            const auto bytes = input->ReadIntoMemory(std::min<std::int64_t>(size, maxMetadataChunkBytes));
             axmlText.assign(reinterpret_cast<const char*>(bytes.data()), bytes.size());
         }
         else if (code == FourCC("chna"))
@@ -304,7 +310,7 @@ void WavFileReader::readCueChunk(std::int64_t size)
     cueMetadata.clear();
     // Only the bytes really present are read, so a size field claiming
     // gigabytes yields the records that are there and no more.
-    const auto bytes = input->ReadIntoMemory(size);
+    const auto bytes = input->ReadIntoMemory(std::min<std::int64_t>(size, maxMetadataChunkBytes));
     const auto field = [&bytes](std::size_t offset) {
         std::uint32_t value = 0;
         for (std::size_t i = 0; i < 4; ++i)
@@ -339,7 +345,7 @@ void WavFileReader::readChannelAllocation(std::int64_t size)
     chna = {};
     chna.numTracks = std::uint16_t(input->ReadInt16LittleEndian());
     chna.numUIDs = std::uint16_t(input->ReadInt16LittleEndian());
-    const auto numRecords = (size - 4) / 40;
+    const auto numRecords = std::min((size - 4) / 40, maxChannelAllocationRecords);
     const auto text = [this](int width) {
         std::array<char, 16> bytes{};
         input->Read(bytes.data(), width);

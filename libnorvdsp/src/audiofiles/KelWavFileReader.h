@@ -4,8 +4,11 @@
 // a list of compressed format tags whose bytes are read as PCM of the
 // declared width (no decoding). It keeps "bext", "cue ", "axml" and "chna".
 // Ignored: "smpl", "inst", "LIST", "acid", "fact", "junk" and every other
-// chunk (a zero-length unknown chunk ends the header walk). Files beginning
-// with "BW64" are refused.
+// chunk (a zero-length unknown chunk ends the header walk). In an RF64 file
+// the chunks after the sound are found through the "ds64" data size. Files
+// beginning with "BW64" are refused. Metadata chunks are read no further
+// than 128 MB (a coding history no further than 1 MB), whatever their size
+// fields say.
 //
 // Threads and blocking as for every kel::AudioFileReader.
 #pragma once
