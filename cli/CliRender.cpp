@@ -262,7 +262,7 @@ void WaitForTheRing(kel::AudioFilePlayer& player, std::uint64_t frames)
     while (player.isPlaying() && player.getNumBufferedFrames() < frames)
     {
         player.RequestBuffering();
-        std::this_thread::sleep_for(std::chrono::microseconds(20));
+        std::this_thread::sleep_for(std::chrono::microseconds(200));
         if (Clock::now() - start > bufferingPatience)
         {
             player.ReportWarning("render: the ring did not fill within 10 s; rendering what it holds");

@@ -16,6 +16,9 @@ namespace kel {
 
 namespace {
 
+constexpr std::uint32_t prefetchChannelsAhead = 6;
+constexpr std::size_t cacheLineBytes = 64;
+
 // Built once, so that reporting a state that should never occur does not
 // allocate a text on the audio thread.
 const String& ProcessBug1Text()
@@ -54,6 +57,14 @@ std::uint64_t AudioFilePlayer::readFromRing(AudioBufferBase<float>& outputs, std
 
     for (std::uint32_t c = 0; c < channels; ++c)
     {
+        // Each channel's run lies in its own page of the ring: asking for a
+        // few channels ahead keeps several memory reads in flight.
+        if (c + prefetchChannelsAhead < channels)
+        {
+            const char* ahead = reinterpret_cast<const char*>(ring.getReadPointer(c + prefetchChannelsAhead) + read);
+            for (std::size_t offset = 0; offset < firstBytes; offset += cacheLineBytes)
+                __builtin_prefetch(ahead + offset);
+        }
         if (!isOutputConnected(c))
             continue;
         float* out = outputs.getWritePointer(c);

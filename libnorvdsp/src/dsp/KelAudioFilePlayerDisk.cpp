@@ -78,7 +78,11 @@ bool AudioFilePlayer::readIntoRing(std::uint64_t ringIndex, std::uint64_t numFra
 
 void AudioFilePlayer::padRingWithSilence(std::uint32_t channels)
 {
-    const std::uint64_t free = ringCapacity - ringUsed.load(std::memory_order_acquire);
+    // At most a pass's worth, as for a read: zeroing a whole ring of many
+    // channels would hold the disk mutex (and a seek waiting for it) for a
+    // long time. The audio side plays silence for frames not yet written.
+    const std::uint64_t free =
+        std::min(ringCapacity - ringUsed.load(std::memory_order_acquire), maxFramesPerDiskPass);
     if (free == 0)
         return;
     const std::uint64_t write = ringWriteIndex.load();
