@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "support/AudioFixtures.h"
+#include "support/PlayerTestSupport.h"
 #include "support/TestTemp.h"
 
 #if KEL_HAVE_SNDFILE
@@ -47,19 +47,9 @@ std::vector<std::string> Lines(const std::string& text)
 
 std::string WriteFixture(const TempDir& dir, int channels, std::int64_t frames)
 {
-    const std::string path = dir.file("in.wav");
-    EXPECT_TRUE(kel::test::WriteWithSndfile(path, SF_FORMAT_WAV | SF_FORMAT_PCM_24, channels, frames, 48000,
-                                            [](SNDFILE* file)
-                                            {
-                                                SF_CUES cues{};
-                                                cues.cue_count = 1;
-                                                cues.cue_points[0].indx = 5;
-                                                cues.cue_points[0].position = 12000;
-                                                cues.cue_points[0].sample_offset = 12000;
-                                                cues.cue_points[0].fcc_chunk = 0x61746164;
-                                                sf_command(file, SFC_SET_CUE, &cues, sizeof(cues));
-                                            }));
-    return path;
+    return kel::test::WritePlayerFixture(dir.file("in.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_24, channels, frames,
+                                         48000, {{5, 12000, ""}})
+        .path;
 }
 
 TEST(AudioFilePlayerRender, WritesWhatLibsndfileDecodesAndPrintsTheReports)

@@ -27,77 +27,29 @@ using Kind = kel::test::RecordingPlayerListener::Event::Kind;
 constexpr int rate = 48000;
 
 // The WAV fixture: 3 channels of 24-bit noise, cue points 1, 2 and 3 (WAV
-// labels its markers with their IDs).
+// labels its markers with their IDs). The AIFF fixture: 2 channels of
+// 16-bit noise, named markers; the one labelled "7" has another ID.
 constexpr std::int64_t wavFrames = 60000;
 constexpr int wavChannels = 3;
-constexpr std::uint32_t wavMarkers[][2] = {{1, 6000}, {2, 20000}, {3, 41000}};
-
-// The AIFF fixture: 2 channels of 16-bit noise, named markers; the one
-// labelled "7" has another ID.
 constexpr std::int64_t aiffFrames = 30000;
-struct NamedMarker
-{
-    int id;
-    std::uint32_t position;
-    const char* name;
-};
-constexpr NamedMarker aiffMarkers[] = {{7, 3000, "intro"}, {3, 12345, "7"}, {9, 25000, "coda"}};
 
-struct Fixture
-{
-    std::string path;
-    Decoded reference;
-};
+using Fixture = kel::test::PlayerFixture;
 
 Fixture WriteWav(const TempDir& dir, const std::string& name, int channels, std::int64_t frames, int sampleRate,
                  bool withMarkers)
 {
-    Fixture fixture{dir.file(name), {}};
-    const bool written = kel::test::WriteWithSndfile(
-        fixture.path, SF_FORMAT_WAV | SF_FORMAT_PCM_24, channels, frames, sampleRate,
-        [withMarkers](SNDFILE* file)
-        {
-            if (!withMarkers)
-                return;
-            SF_CUES cues{};
-            cues.cue_count = 3;
-            for (int i = 0; i < 3; ++i)
-            {
-                auto& p = cues.cue_points[i];
-                p.indx = std::int32_t(wavMarkers[i][0]);
-                p.position = wavMarkers[i][1];
-                p.fcc_chunk = 0x61746164;  // "data"
-                p.sample_offset = wavMarkers[i][1];
-            }
-            sf_command(file, SFC_SET_CUE, &cues, sizeof(cues));
-        });
-    EXPECT_TRUE(written) << fixture.path;
-    fixture.reference = kel::test::DecodeWithSndfile(fixture.path);
-    return fixture;
+    return kel::test::WritePlayerFixture(dir.file(name), SF_FORMAT_WAV | SF_FORMAT_PCM_24, channels, frames,
+                                         sampleRate,
+                                         withMarkers ? std::vector<kel::test::FixtureMarker>{{1, 6000, ""},
+                                                                                             {2, 20000, ""},
+                                                                                             {3, 41000, ""}}
+                                                     : std::vector<kel::test::FixtureMarker>{});
 }
 
 Fixture WriteAiff(const TempDir& dir)
 {
-    Fixture fixture{dir.file("named.aiff"), {}};
-    const bool written = kel::test::WriteWithSndfile(
-        fixture.path, SF_FORMAT_AIFF | SF_FORMAT_PCM_16, 2, aiffFrames, rate,
-        [](SNDFILE* file)
-        {
-            SF_CUES cues{};
-            cues.cue_count = 3;
-            for (int i = 0; i < 3; ++i)
-            {
-                auto& p = cues.cue_points[i];
-                p.indx = aiffMarkers[i].id;
-                p.position = aiffMarkers[i].position;
-                p.sample_offset = aiffMarkers[i].position;
-                std::strcpy(p.name, aiffMarkers[i].name);
-            }
-            sf_command(file, SFC_SET_CUE, &cues, sizeof(cues));
-        });
-    EXPECT_TRUE(written) << fixture.path;
-    fixture.reference = kel::test::DecodeWithSndfile(fixture.path);
-    return fixture;
+    return kel::test::WritePlayerFixture(dir.file("named.aiff"), SF_FORMAT_AIFF | SF_FORMAT_PCM_16, 2, aiffFrames,
+                                         rate, {{7, 3000, "intro"}, {3, 12345, "7"}, {9, 25000, "coda"}});
 }
 
 /** A piece of the expected output: frames of the file from start, or

@@ -23,34 +23,15 @@ using namespace std::chrono_literals;
 
 constexpr int rate = 48000;
 
-struct Fixture
-{
-    std::string path;
-    kel::test::Decoded reference;
-};
+using Fixture = kel::test::PlayerFixture;
 
 Fixture Write(const TempDir& dir, const std::string& name, int format, int channels, std::int64_t frames,
               bool withMarkers = false)
 {
-    Fixture fixture{dir.file(name), {}};
-    EXPECT_TRUE(kel::test::WriteWithSndfile(fixture.path, format, channels, frames, rate,
-                                            [withMarkers](SNDFILE* file)
-                                            {
-                                                if (!withMarkers)
-                                                    return;
-                                                SF_CUES cues{};
-                                                cues.cue_count = 2;
-                                                for (std::uint32_t i = 0; i < 2; ++i)
-                                                {
-                                                    cues.cue_points[i].indx = std::int32_t(i + 1);
-                                                    cues.cue_points[i].position = 10000 * (i + 1);
-                                                    cues.cue_points[i].sample_offset = 10000 * (i + 1);
-                                                    cues.cue_points[i].fcc_chunk = 0x61746164;
-                                                }
-                                                sf_command(file, SFC_SET_CUE, &cues, sizeof(cues));
-                                            }));
-    fixture.reference = kel::test::DecodeWithSndfile(fixture.path);
-    return fixture;
+    return kel::test::WritePlayerFixture(dir.file(name), format, channels, frames, rate,
+                                         withMarkers ? std::vector<kel::test::FixtureMarker>{{1, 10000, ""},
+                                                                                             {2, 20000, ""}}
+                                                     : std::vector<kel::test::FixtureMarker>{});
 }
 
 /** Plays the fixture from its start and compares every frame of its first

@@ -185,6 +185,9 @@ void AudioFilePlayer::RemoveListener(Listener* listener)
         listeners.Erase(std::size_t(found - listeners.begin()));
 }
 
+// The lists are walked by index: a listener may remove itself while it is
+// being called.
+
 void AudioFilePlayer::reportProgress(double percent, bool fromAudioThread) noexcept
 {
     // Progress that goes down is not reported until it reaches 0 or 100.
@@ -192,13 +195,13 @@ void AudioFilePlayer::reportProgress(double percent, bool fromAudioThread) noexc
         return;
     if (fromAudioThread)
     {
-        for (Listener* listener : listeners)
-            listener->OnProgress(percent);
+        for (std::size_t i = 0; i < listeners.size(); ++i)
+            listeners[i]->OnProgress(percent);
         return;
     }
     const std::lock_guard lock(listenersMutex);
-    for (Listener* listener : listeners)
-        listener->OnProgress(percent);
+    for (std::size_t i = 0; i < listeners.size(); ++i)
+        listeners[i]->OnProgress(percent);
 }
 
 void AudioFilePlayer::reportBuffering(double percent, bool fromAudioThread) noexcept
@@ -207,32 +210,32 @@ void AudioFilePlayer::reportBuffering(double percent, bool fromAudioThread) noex
         return;
     if (fromAudioThread)
     {
-        for (Listener* listener : listeners)
-            listener->OnBuffering(percent);
+        for (std::size_t i = 0; i < listeners.size(); ++i)
+            listeners[i]->OnBuffering(percent);
         return;
     }
     const std::lock_guard lock(listenersMutex);
-    for (Listener* listener : listeners)
-        listener->OnBuffering(percent);
+    for (std::size_t i = 0; i < listeners.size(); ++i)
+        listeners[i]->OnBuffering(percent);
 }
 
 void AudioFilePlayer::reportPlaybackEnded() noexcept
 {
-    for (Listener* listener : listeners)
-        listener->OnPlaybackEnded();
+    for (std::size_t i = 0; i < listeners.size(); ++i)
+        listeners[i]->OnPlaybackEnded();
 }
 
 void AudioFilePlayer::sendToListeners(const OscBundle& report, bool fromAudioThread) noexcept
 {
     if (fromAudioThread)
     {
-        for (Listener* listener : listeners)
-            listener->OnOscMessage(report);
+        for (std::size_t i = 0; i < listeners.size(); ++i)
+            listeners[i]->OnOscMessage(report);
         return;
     }
     const std::lock_guard lock(listenersMutex);
-    for (Listener* listener : listeners)
-        listener->OnOscMessage(report);
+    for (std::size_t i = 0; i < listeners.size(); ++i)
+        listeners[i]->OnOscMessage(report);
 }
 
 void AudioFilePlayer::postFromAudioThread(const String& text) const noexcept

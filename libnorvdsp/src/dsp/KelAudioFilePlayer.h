@@ -78,7 +78,7 @@ public:
     /** The player's outward interface; registered and removed by its owner,
         never owned by the player. Called from the audio thread, the
         buffering thread and the message thread (see above): implementations
-        must be thread-safe and must not block. */
+        must be thread-safe, must not block and must not throw. */
     class Listener
     {
     public:
@@ -294,7 +294,7 @@ private:
     std::atomic<std::uint64_t> fileLength{0};
     std::atomic<std::uint32_t> fileChannels{0};
     std::atomic<std::uint64_t> segmentEnd{0};
-    std::atomic<double> lastProgress{-1.0};
+    std::atomic<double> lastProgress{-1.0};         // -1: nothing sent yet
     std::atomic<double> lastBufferFill{-1.0};
 
     // --- Beyond the transport's fields.

@@ -139,9 +139,12 @@ void AudioFilePlayer::reportMarkersIn(std::uint64_t from, std::uint64_t to, bool
 {
     if (!reportsAllowed)
         return;
-    for (const MarkerReport& marker : markerReports)
-        if (marker.position >= 0 && from <= std::uint64_t(marker.position) && std::uint64_t(marker.position) < to)
-            sendToListeners(marker.report, true);
+    for (std::size_t i = 0; i < markerReports.size(); ++i)
+    {
+        const std::int64_t position = markerReports[i].position;
+        if (position >= 0 && from <= std::uint64_t(position) && std::uint64_t(position) < to)
+            sendToListeners(markerReports[i].report, true);
+    }
 }
 
 void AudioFilePlayer::Process(const AudioBufferBase<float>& /*inputs*/, AudioBufferBase<float>& outputs) noexcept

@@ -1,10 +1,41 @@
 #include "support/PlayerTestSupport.h"
 
 #include <chrono>
+#include <cstring>
 #include <future>
 #include <thread>
 
+#include <gtest/gtest.h>
+
 namespace kel::test {
+
+#if KEL_HAVE_SNDFILE
+PlayerFixture WritePlayerFixture(const std::string& path, int format, int channels, std::int64_t frames,
+                                 int sampleRate, const std::vector<FixtureMarker>& markers)
+{
+    const bool written = WriteWithSndfile(path, format, channels, frames, sampleRate,
+                                          [&markers](SNDFILE* file)
+                                          {
+                                              if (markers.empty())
+                                                  return;
+                                              SF_CUES cues{};
+                                              cues.cue_count = std::uint32_t(markers.size());
+                                              for (std::size_t i = 0; i < markers.size(); ++i)
+                                              {
+                                                  auto& point = cues.cue_points[i];
+                                                  point.indx = markers[i].id;
+                                                  point.position = markers[i].position;
+                                                  point.fcc_chunk = 0x61746164;  // "data"
+                                                  point.sample_offset = markers[i].position;
+                                                  std::strncpy(point.name, markers[i].name.c_str(),
+                                                               sizeof(point.name) - 1);
+                                              }
+                                              sf_command(file, SFC_SET_CUE, &cues, sizeof(cues));
+                                          });
+    EXPECT_TRUE(written) << path;
+    return {path, DecodeWithSndfile(path)};
+}
+#endif
 
 void RecordingPlayerListener::add(Event event)
 {

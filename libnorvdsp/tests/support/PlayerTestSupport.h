@@ -13,9 +13,31 @@
 #include <vector>
 
 #include "dsp/KelAudioFilePlayer.h"
+#include "support/AudioFixtures.h"
 #include "support/TestProcessor.h"
 
 namespace kel::test {
+
+#if KEL_HAVE_SNDFILE
+/** A file the player plays, and libsndfile's decode of it. */
+struct PlayerFixture
+{
+    std::string path;
+    Decoded reference;
+};
+
+struct FixtureMarker
+{
+    int id;
+    std::uint32_t position;
+    std::string name;  // AIFF keeps names; WAV labels its markers with their IDs
+};
+
+/** Noise written by libsndfile (WriteWithSndfile) with cue markers, then
+    decoded back by it. */
+PlayerFixture WritePlayerFixture(const std::string& path, int format, int channels, std::int64_t frames,
+                                 int sampleRate, const std::vector<FixtureMarker>& markers = {});
+#endif
 
 /** Keeps every report of a player, from any thread. */
 class RecordingPlayerListener : public AudioFilePlayer::Listener
