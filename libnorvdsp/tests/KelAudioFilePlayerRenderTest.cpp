@@ -86,8 +86,9 @@ TEST(AudioFilePlayerRender, WritesWhatLibsndfileDecodesAndPrintsTheReports)
     EXPECT_EQ(lines[11], "0.000 /progress 0");
     EXPECT_NE(std::find(lines.begin(), lines.end(), "250.000 /marker 5 12000 \"5\""), lines.end())
         << "reported with the block that plays it";
-    EXPECT_EQ(lines[lines.size() - 2], "414.583 /progress 100");
-    EXPECT_EQ(lines.back(), "416.667 bang");
+    EXPECT_EQ(lines[lines.size() - 3], "414.583 /progress 100");
+    EXPECT_EQ(lines[lines.size() - 2], "416.667 bang");
+    EXPECT_EQ(lines.back(), "416.667 /progress 100");
     EXPECT_EQ(run.err, "");
 }
 
@@ -143,7 +144,11 @@ TEST(AudioFilePlayerRender, RealtimePacesTheBlocks)
     ASSERT_EQ(run.status, 0) << run.err;
     const auto rendered = kel::test::DecodeWithSndfile(out);
     EXPECT_EQ(rendered.frames, 5280);
-    EXPECT_EQ(Lines(run.out).back(), "100.000 bang");
+    // The block that ends playback says so, then reports its progress.
+    const auto lines = Lines(run.out);
+    ASSERT_GE(lines.size(), 2u);
+    EXPECT_EQ(lines[lines.size() - 2], "100.000 bang");
+    EXPECT_EQ(lines.back(), "100.000 /progress 100");
 }
 
 } // namespace

@@ -330,7 +330,7 @@ TEST(AudioFilePlayer, ReportsAreRateLimited)
     {
         const double now = progress[i], before = progress[i - 1];
         if (now == 0.0 || now == 100.0)
-            EXPECT_NE(now, before) << "0 and 100 are not repeated";
+            continue;  // 0 and 100 always go out, repeated or not
         else
             EXPECT_GE(now - before, 0.5) << "at " << i;
     }

@@ -54,7 +54,9 @@ bool ClaimReport(std::atomic<double>& last, double value, double step, bool upwa
     double previous = last.load(std::memory_order_relaxed);
     for (;;)
     {
-        const bool always = (value == 0.0 || value == 100.0) && value != previous;
+        // 0 and 100 always go out, even twice in a row: a listener that
+        // missed the first still learns that playback started or ended.
+        const bool always = value == 0.0 || value == 100.0;
         const double moved = upwardsOnly ? value - previous : std::abs(value - previous);
         if (!always && !(moved >= step))
             return false;
