@@ -18,6 +18,7 @@ struct Verb
 int RunOsc(int argc, char** argv);
 int RunDecode(int argc, char** argv);
 int RunInfo(int argc, char** argv);
+int RunRender(int argc, char** argv);
 
 /** Prints the exception's full text on stderr; returns 1. */
 int ReportFailure(const std::exception& e);

@@ -25,6 +25,18 @@ constexpr Verb verbs[] = {
      "Print the metadata dump of an audio file, one message per line in the OSC text form: \"/filename\", the "
      "file's facts, its broadcast-wave fields when present, then its markers.",
      RunInfo},
+    {"render", "render FILE OUT.wav [options]",
+     "Play FILE through the engine's player, buffering thread included, as a host would, and write its outputs "
+     "to OUT.wav as 32-bit float (RF64 past 4 GB). Every report to the player's listeners is printed on stdout, "
+     "one line per message: the rendered time in ms, a blank, the report in the OSC text form (\"bang\" for the "
+     "end of playback). Options: --channels N (default: the file's channel count), --buffersize FRAMES (default "
+     "480000), --samplerate HZ (default: the file's rate), --blocksize FRAMES (default 64); --at MS \"message\", "
+     "repeatable: hand an OSC message in text form to the player when the rendered time reaches MS (before the "
+     "first block for 0; with no --at, \"/start\" at 0); --seconds S: how much to render (default: until "
+     "playback has ended and every --at message is sent, at most 3600 s); --position: append the "
+     "playback-position signal as the last channel; --freewheel (default): before each block wait until the "
+     "ring holds it, so the output is exact; --realtime: pace the blocks at the sample rate.",
+     RunRender},
 };
 
 void PrintHelp(std::FILE* out)

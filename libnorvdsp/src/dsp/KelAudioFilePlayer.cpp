@@ -1,0 +1,339 @@
+// The player's life (construction, destruction), its listeners and the
+// rate-limited reports, the thread handshakes, the information and state
+// reports and the descriptions the host shows.
+#include "dsp/KelAudioFilePlayer.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "audiofiles/KelAudioFileReports.h"
+#include "common/KelException.h"
+#include "dsp/KelAudioFilePlayerScopes.h"
+
+namespace kel {
+
+namespace {
+
+// The player whose Process runs on this thread, if any: a message sent back
+// from a listener inside Process must not wait for its own block to end.
+thread_local const AudioFilePlayer* processingPlayer = nullptr;
+
+std::uint64_t ClampedCapacity(std::uint64_t requested)
+{
+    return std::clamp(requested, AudioFilePlayer::minRingCapacity, AudioFilePlayer::maxRingCapacity);
+}
+
+const OscAddressPattern& FilenameAddress()
+{
+    static const OscAddressPattern address("/filename");
+    return address;
+}
+const OscAddressPattern& LoopAddress()
+{
+    static const OscAddressPattern address("/loop");
+    return address;
+}
+const OscAddressPattern& ChannelNumberAddress()
+{
+    static const OscAddressPattern address("/channel/number");
+    return address;
+}
+const OscAddressPattern& LengthAddress()
+{
+    static const OscAddressPattern address("/length");
+    return address;
+}
+
+/** Claims the right to send value: 0 and 100 whatever the last value sent
+    (but not twice in a row: a full ring or an ended segment would repeat
+    them block after block), anything else when it moved from the last value
+    sent by at least step (upwards only when upwardsOnly). Two threads may
+    report at once; the exchange makes one of them send a given change. */
+bool ClaimReport(std::atomic<double>& last, double value, double step, bool upwardsOnly) noexcept
+{
+    double previous = last.load(std::memory_order_relaxed);
+    for (;;)
+    {
+        // 0 and 100 always go out, even twice in a row: a listener that
+        // missed the first still learns that playback started or ended.
+        const bool always = value == 0.0 || value == 100.0;
+        const double moved = upwardsOnly ? value - previous : std::abs(value - previous);
+        if (!always && !(moved >= step))
+            return false;
+        if (last.compare_exchange_weak(previous, value, std::memory_order_relaxed))
+            return true;
+    }
+}
+
+} // namespace
+
+// ---------------------------------------------------------------------------
+// Handshakes between the message and audio threads
+
+AudioFilePlayer::AudioBlockScope::AudioBlockScope(AudioFilePlayer& owner) noexcept
+    : player(owner), outerPlayer(processingPlayer)
+{
+    processingPlayer = &player;
+    player.blockInProgress.store(true);  // sequentially consistent: see KelAudioFilePlayerScopes.h
+    transportFree = player.transportChanges.load() == 0;
+    listenersFree = !player.listenersChanging.load();
+}
+
+AudioFilePlayer::AudioBlockScope::~AudioBlockScope()
+{
+    player.blockInProgress.store(false, std::memory_order_release);
+    processingPlayer = outerPlayer;
+}
+
+AudioFilePlayer::TransportChange::TransportChange(AudioFilePlayer& owner) : player(owner)
+{
+    player.transportChanges.fetch_add(1);
+    player.waitForBlockInProgress();
+    player.transportMutex.lock();
+}
+
+AudioFilePlayer::TransportChange::~TransportChange()
+{
+    player.transportMutex.unlock();
+    player.transportChanges.fetch_sub(1, std::memory_order_release);
+}
+
+AudioFilePlayer::ListenersChange::ListenersChange(AudioFilePlayer& owner)
+    : player(owner), lock(owner.listenersMutex)
+{
+    player.listenersChanging.store(true);
+    player.waitForBlockInProgress();
+}
+
+AudioFilePlayer::ListenersChange::~ListenersChange()
+{
+    player.listenersChanging.store(false, std::memory_order_release);
+}
+
+bool AudioFilePlayer::isProcessingOnThisThread() const noexcept
+{
+    return processingPlayer == this;
+}
+
+void AudioFilePlayer::waitForBlockInProgress() const noexcept
+{
+    if (isProcessingOnThisThread())
+        return;
+    while (blockInProgress.load())
+        std::this_thread::yield();
+}
+
+// ---------------------------------------------------------------------------
+// Life
+
+AudioFilePlayer::AudioFilePlayer(std::uint32_t channels, std::uint64_t bufferSize)
+    : AudioProcessorWithOscInAudioInterrupt(0, channels + 1),
+      numChannels(channels),
+      ringCapacity(ClampedCapacity(bufferSize))
+{
+    ring.setSize(numChannels, ringCapacity);
+    ring.clear();
+    registerMessages();
+
+    try
+    {
+        bufferingThread.reset(new BufferingThread(*this));
+    }
+    catch (const std::bad_alloc&)
+    {
+        bufferingThread.reset();
+    }
+    if (bufferingThread == nullptr || !bufferingThread->start())
+        throw Exception("couldn't create buffering thread", KEL_HERE);
+}
+
+AudioFilePlayer::~AudioFilePlayer()
+{
+    if (bufferingThread != nullptr)
+        bufferingThread->signalShouldExit();
+    playing.store(false);
+    loop.store(false);
+    {
+        const ListenersChange change(*this);
+        listeners.Clear();
+    }
+    if (bufferingThread != nullptr && !bufferingThread->stop(bufferingThreadStopTimeoutMs))
+        ReportError("AudioFilePlayer : the buffering thread did not end within "
+                    + ToString(bufferingThreadStopTimeoutMs) + " ms and was ended forcibly");
+    {
+        const std::lock_guard lock(transportMutex);
+        reader.reset();
+    }
+    bufferingThread.reset();
+}
+
+// ---------------------------------------------------------------------------
+// Listeners and reports
+
+void AudioFilePlayer::AddListener(Listener* listener)
+{
+    if (listener == nullptr)
+        return;
+    const ListenersChange change(*this);
+    if (std::find(listeners.begin(), listeners.end(), listener) == listeners.end())
+        listeners.PushBack(listener);
+}
+
+void AudioFilePlayer::RemoveListener(Listener* listener)
+{
+    const ListenersChange change(*this);
+    const auto found = std::find(listeners.begin(), listeners.end(), listener);
+    if (found != listeners.end())
+        listeners.Erase(std::size_t(found - listeners.begin()));
+}
+
+// The lists are walked by index: a listener may remove itself while it is
+// being called.
+
+void AudioFilePlayer::reportProgress(double percent, bool fromAudioThread) noexcept
+{
+    // Progress that goes down is not reported until it reaches 0 or 100.
+    if (!ClaimReport(lastProgress, percent, progressReportStep, true))
+        return;
+    if (fromAudioThread)
+    {
+        for (std::size_t i = 0; i < listeners.size(); ++i)
+            listeners[i]->OnProgress(percent);
+        return;
+    }
+    const std::lock_guard lock(listenersMutex);
+    for (std::size_t i = 0; i < listeners.size(); ++i)
+        listeners[i]->OnProgress(percent);
+}
+
+void AudioFilePlayer::reportBuffering(double percent, bool fromAudioThread) noexcept
+{
+    if (!ClaimReport(lastBufferFill, percent, bufferingReportStep, false))
+        return;
+    if (fromAudioThread)
+    {
+        for (std::size_t i = 0; i < listeners.size(); ++i)
+            listeners[i]->OnBuffering(percent);
+        return;
+    }
+    const std::lock_guard lock(listenersMutex);
+    for (std::size_t i = 0; i < listeners.size(); ++i)
+        listeners[i]->OnBuffering(percent);
+}
+
+void AudioFilePlayer::reportPlaybackEnded() noexcept
+{
+    for (std::size_t i = 0; i < listeners.size(); ++i)
+        listeners[i]->OnPlaybackEnded();
+}
+
+void AudioFilePlayer::sendToListeners(const OscBundle& report, bool fromAudioThread) noexcept
+{
+    if (fromAudioThread)
+    {
+        for (std::size_t i = 0; i < listeners.size(); ++i)
+            listeners[i]->OnOscMessage(report);
+        return;
+    }
+    const std::lock_guard lock(listenersMutex);
+    for (std::size_t i = 0; i < listeners.size(); ++i)
+        listeners[i]->OnOscMessage(report);
+}
+
+void AudioFilePlayer::postFromAudioThread(const String& text) const noexcept
+{
+    // Only for states that should never occur; the console may allocate.
+    try
+    {
+        ReportError(text);
+    }
+    catch (...)
+    {
+    }
+}
+
+double AudioFilePlayer::getFillPercentage() const noexcept
+{
+    const double percent = double(ringUsed.load(std::memory_order_acquire)) * 100.0 / double(ringCapacity);
+    return std::clamp(percent, 0.0, 100.0);
+}
+
+void AudioFilePlayer::RequestBuffering() noexcept
+{
+    if (bufferingThread != nullptr)
+        bufferingThread->notify();
+}
+
+// ---------------------------------------------------------------------------
+// Information and state
+
+File AudioFilePlayer::getOpenFile() const
+{
+    const std::lock_guard lock(diskMutex);
+    return reader != nullptr ? reader->getFile() : File();
+}
+
+Vector<String> AudioFilePlayer::getInformation() const
+{
+    Vector<String> lines;
+    const std::lock_guard lock(diskMutex);
+    if (reader == nullptr)
+    {
+        lines.PushBack("no audio file");
+        return lines;
+    }
+    lines.PushBack(reader->getFile().getFullPathName());
+    OscBundle info;
+    AppendInfoReport(reader->getMetadata(), info);
+    info.ForEachMessage([&lines](const OscMessage& message) { lines.PushBack(message.toString()); });
+    return lines;
+}
+
+OscBundle AudioFilePlayer::GetState() const
+{
+    OscBundle state = AudioProcessorWithOscInAudioInterrupt::GetState();
+    const std::lock_guard lock(diskMutex);
+    state.AddStringMessage(FilenameAddress(), reader != nullptr ? reader->getFile().getFullPathName() : String());
+    state.AddBoolMessage(LoopAddress(), isLooping());
+    if (reader != nullptr)
+    {
+        const AudioFilesMetadata& metadata = reader->getMetadata();
+        state.AddInt32Message(ChannelNumberAddress(), std::int32_t(metadata.numChannels));
+        // The duration as the file's information gives it: whole milliseconds.
+        state.AddInt64Message(LengthAddress(), std::int64_t(metadata.lengthInSamples * 1000.0 / metadata.sampleRate));
+    }
+    return state;
+}
+
+String AudioFilePlayer::getDescription()
+{
+    return "Play audio file from disk";
+}
+
+String AudioFilePlayer::getLongDescription()
+{
+    return "Play audio file from disk. Supported formats include AIFF, WAVE, MP3, M4A (mac only), AAC (mac only), "
+           "CAF (mac only), AIFC (mac only), etc. There is no preload: the file is streamed from disk by a "
+           "background thread. There is no time-stretch: the file plays at the host's sample rate. WAVE files "
+           "beyond 4 GB are read (RF64 and Wave64).";
+}
+
+String AudioFilePlayer::getSeeAlso()
+{
+    return "sfplay~, play~, buffer~, sfrecord~";
+}
+
+String AudioFilePlayer::getOutletDescription(std::uint32_t index, bool multichannel) const
+{
+    if (multichannel)
+    {
+        if (index == 0)
+            return "output (" + ToString(getNumOutputs() - 1) + ")";
+        return index == 1 ? "playback position" : "dumpout";
+    }
+    if (index < numChannels)
+        return "output (" + ToString(index + 1) + ")";
+    return index == numChannels ? "playback position" : "dumpout";
+}
+
+} // namespace kel

@@ -1,0 +1,317 @@
+// kel::AudioFilePlayer: plays one audio file from disk through the host's
+// audio callback. A buffering thread fills a ring of float frames from the
+// file; the audio callback only copies blocks out of the ring. The player
+// owns the transport (open, start, stop, pause, resume, switch, loop, seek by
+// time, segment, seek by marker), the per-block output (one signal per
+// channel and the playback position in milliseconds) and the reports to its
+// listeners.
+//
+// Files, one job each:
+//   KelAudioFilePlayer.cpp           construction, listeners, reports, info, state
+//   KelAudioFilePlayerMessages.cpp   the OSC vocabulary and its documentation
+//   KelAudioFilePlayerTransport.cpp  open, start, seek, segment, marker seek
+//   KelAudioFilePlayerDisk.cpp       the disk pass and the buffering thread
+//   KelAudioFilePlayerAudio.cpp      Process: ring read, position signal
+//
+// Threads and locks. Three threads touch a player: the host's message
+// thread (messages, open, seek), the audio thread (Process) and the
+// buffering thread. Two recursive mutexes, always taken transport then disk:
+//  - the transport mutex is held by every operation that resets the ring
+//    (open, start, seek, segment, marker seek); the audio thread takes it
+//    only around the update of the ring's read index, never around a copy;
+//  - the disk mutex is held for a whole disk pass, by the resets, and by
+//    the message thread while it reads the open file's metadata.
+// A reset first raises a counter that the audio thread checks at the top of
+// each block and waits (spinning, without a lock) until no block is in
+// progress: a block that starts meanwhile outputs silence and leaves the
+// ring alone. So the audio thread never blocks on the transport mutex and
+// never reads ring frames that a reset is rewriting.
+// The audio thread copies out only frames the disk side has written (the
+// fill is counted, not derived from the indices): if the disk falls behind,
+// the missing frames of the block are silent.
+// playing and loop are flags read by the audio thread without a lock; the
+// positions shared between threads are atomics.
+//
+// Listeners are called from all three threads: OnPlaybackEnded, progress,
+// buffer fill and markers from the audio thread, buffer fill from the
+// buffering thread, metadata, "/played/total" and progress 0 from the
+// message thread. A listener must be thread-safe and hand what it gets on
+// without blocking the audio thread. The player allocates nothing on the
+// audio thread to call them (marker reports are built when a file opens).
+// Registration waits for a block in progress to end; a block that starts
+// meanwhile skips its reports (an end of playback is delivered with the
+// next block).
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <mutex>
+
+#include "audiofiles/KelAudioFileReader.h"
+#include "common/KelThread.h"
+#include "containers/KelScopedPointer.h"
+#include "containers/KelVector.h"
+#include "dsp/KelAudioProcessorWithOscInAudioInterrupt.h"
+#include "files/KelFile.h"
+#include "math/KelAudioBuffer.h"
+#include "osc/KelOscBundle.h"
+
+namespace kel {
+
+class AudioFilePlayer : public AudioProcessorWithOscInAudioInterrupt
+{
+public:
+    static constexpr std::uint64_t minRingCapacity = 192000;
+    static constexpr std::uint64_t maxRingCapacity = 2880000;
+    /** A disk pass reads at most this many frames, so it holds the disk
+        mutex briefly. */
+    static constexpr std::uint64_t maxFramesPerDiskPass = 4096;
+    /** The audio side wakes the buffering thread at or below this fill. */
+    static constexpr double wakeUpFillPercent = 75.0;
+    /** The buffering thread reads pass after pass below this fill. */
+    static constexpr double topUpFillPercent = 97.0;
+    static constexpr double bufferingThreadStopTimeoutMs = 3000.0;
+    /** Reports are sent only when they moved this much (0 and 100 always). */
+    static constexpr double progressReportStep = 0.5;
+    static constexpr double bufferingReportStep = 2.0;
+
+    /** The player's outward interface; registered and removed by its owner,
+        never owned by the player. Called from the audio thread, the
+        buffering thread and the message thread (see above): implementations
+        must be thread-safe, must not block and must not throw. */
+    class Listener
+    {
+    public:
+        virtual ~Listener() = default;
+        /** A segment has been played to its end without loop (audio thread). */
+        virtual void OnPlaybackEnded() = 0;
+        /** Progress of the segment in per cent (audio or message thread). */
+        virtual void OnProgress(double percent) = 0;
+        /** Fill of the ring in per cent (audio or buffering thread). */
+        virtual void OnBuffering(double percent) = 0;
+        /** A report: "/played/total", "/marker", the metadata dump. */
+        virtual void OnOscMessage(const OscBundle& report) = 0;
+    };
+
+    /** Keeps the ring filled from the file: pass after pass while the fill
+        is below 97 per cent (waiting up to 100 ms between passes unless
+        woken), then once a second at the latest. */
+    class BufferingThread : public Thread
+    {
+    public:
+        static constexpr const char* threadName = "kel::AudioFilePlayer::BufferingThread";
+        explicit BufferingThread(AudioFilePlayer& owner);
+        ~BufferingThread() override;
+
+    protected:
+        void run() override;
+
+    private:
+        AudioFilePlayer* player;
+    };
+
+    /** numChannels audio outputs plus the position output; the ring holds
+        bufferSize frames, clamped to 192000..2880000. Starts the buffering
+        thread; throws "couldn't create buffering thread" when it cannot.
+        Main thread; allocates the ring. */
+    AudioFilePlayer(std::uint32_t numChannels, std::uint64_t bufferSize);
+    /** Stops the buffering thread (3000 ms, then forcibly; a forced end is
+        reported as an error) and closes the file. Main thread; the host
+        makes sure no block runs any more. */
+    ~AudioFilePlayer() override;
+
+    // ------------------------------------------------------------------
+    // Transport. Message thread; each blocks on the disk (one synchronous
+    // pass) and for at most one audio block in progress. Without an open
+    // file each throws "No open file" and changes nothing.
+
+    /** Opens a file: the reader first (its errors leave everything as it
+        was), then the ring is reset and grown to a wider file, a differing
+        sample rate is warned about, the buffering thread starts on the head
+        of the file and the metadata is reported. Playback does not start. */
+    void OpenAudioFile(const File& file);
+    /** Plays the whole file from its start, keeping what is buffered of its
+        head when the ring still holds it. */
+    void PlayWhole();
+    /** Plays from msec to the end of the file; 0 (or less) is PlayWhole. */
+    void Seek(double msec);
+    /** Plays [min, max) of the two times (msec). */
+    void Seek(double startMsec, double endMsec);
+    /** Plays from the first marker with this label (or ID) to the end;
+        throws "there is no marker" or "no marker with label "x"" / "no
+        marker with ID "n"". */
+    void SeekMarker(const String& label);
+    void SeekMarker(unsigned int identifier);
+    /** Sends "/filename" and the file's metadata to every listener. */
+    void dumpMetadata();
+
+    /** "/stop" and "/pause": playing := false, the position is kept. Any
+        thread; never blocks. */
+    void Pause() noexcept { playing.store(false, std::memory_order_release); }
+    /** Continues from a pause; from stopped or ended, plays the whole file
+        again. Message thread. */
+    void Resume();
+    /** Pauses when playing, else Resume. Message thread. */
+    void Switch();
+    /** Takes effect at the next block and the next disk pass. Any thread. */
+    void SetLoop(bool shouldLoop) noexcept { loop.store(shouldLoop, std::memory_order_release); }
+    /** Sends "/played/total" (ms) to every listener. Message thread. */
+    void ReportPlayedTotal();
+
+    // ------------------------------------------------------------------
+    // Listeners (main thread; blocks for one audio block at most). Adding a
+    // registered listener again does nothing.
+
+    void AddListener(Listener* listener);
+    void RemoveListener(Listener* listener);
+
+    // ------------------------------------------------------------------
+    // Observation: any thread, never blocks (atomics), unless said.
+
+    bool isPlaying() const noexcept { return playing.load(std::memory_order_acquire); }
+    bool isLooping() const noexcept { return loop.load(std::memory_order_acquire); }
+    bool hasOpenFile() const noexcept { return fileIsOpen.load(std::memory_order_acquire); }
+    std::uint32_t getNumChannels() const noexcept { return numChannels; }
+    std::uint64_t getRingCapacity() const noexcept { return ringCapacity; }
+    std::uint64_t getFileLength() const noexcept { return fileLength.load(std::memory_order_relaxed); }
+    std::uint32_t getFileNumChannels() const noexcept { return fileChannels.load(std::memory_order_relaxed); }
+    std::uint64_t getSegmentStart() const noexcept { return segmentStart.load(std::memory_order_relaxed); }
+    std::uint64_t getSegmentEnd() const noexcept { return segmentEnd.load(std::memory_order_relaxed); }
+    std::uint64_t getSegmentLength() const noexcept { return segmentLength.load(std::memory_order_relaxed); }
+    std::uint64_t getPlayed() const noexcept { return played.load(std::memory_order_relaxed); }
+    std::uint64_t getTotalPlayed() const noexcept { return totalPlayed.load(std::memory_order_relaxed); }
+    /** Frames in the ring that the audio side has not played yet. */
+    std::uint64_t getNumBufferedFrames() const noexcept { return ringUsed.load(std::memory_order_acquire); }
+    /** The ring's fill: buffered frames x 100 / capacity. */
+    double getFillPercentage() const noexcept;
+    /** The ring's channel count (the player's, or a wider file's). Main
+        thread. */
+    std::uint32_t getRingNumChannels() const noexcept { return ring.getNumChannels(); }
+    /** The open file (empty path when none). Message thread; takes the disk
+        mutex. */
+    File getOpenFile() const;
+
+    /** Wakes the buffering thread now (an offline renderer that waits for
+        the ring). Any thread; never blocks for long. */
+    void RequestBuffering() noexcept;
+
+    /** The host's "/info" text, one line each: "no audio file", or the
+        file's path followed by its information. Message thread; takes the
+        disk mutex. */
+    Vector<String> getInformation() const;
+
+    /** The frame's state, then "/filename" (empty when none), "/loop" and,
+        with a file, "/channel/number" and "/length" (ms). Message thread;
+        takes the disk mutex. */
+    OscBundle GetState() const override;
+
+    String getName() const override { return "auvo5.sfplay~"; }
+    /** The class description, its long form and related objects. */
+    static String getDescription();
+    static String getLongDescription();
+    static String getSeeAlso();
+
+    /** "output (i + 1)" per channel, then "playback position", then
+        "dumpout"; with one multichannel outlet, "output (channels)",
+        "playback position", "dumpout". */
+    String getOutletDescription(std::uint32_t index, bool multichannel) const override;
+
+    /** Set by the host while the object runs its creation messages. */
+    void setInitialising(bool isInitialising) noexcept { initialising.store(isInitialising); }
+    bool isInitialising() const noexcept { return initialising.load(); }
+
+protected:
+    /** One block (audio thread): copies out of the ring, advances the
+        transport, writes the position signal, reports. Never allocates,
+        never reads the file, never throws. */
+    void Process(const AudioBufferBase<float>& inputs, AudioBufferBase<float>& outputs) noexcept override;
+
+private:
+    class TransportChange;
+    class ListenersChange;
+    class AudioBlockScope;
+
+    // Messages (KelAudioFilePlayerMessages.cpp), main thread, constructor.
+    void registerMessages();
+    void openByName(const String& name);
+    void openWithDialog();
+
+    // Transport internals (KelAudioFilePlayerTransport.cpp); called with
+    // the transport mutex held (TransportChange).
+    void requireOpenFile() const;
+    void playFrom(std::uint64_t startFrame, std::uint64_t endFrame);
+    void resetRing(std::uint64_t startFrame);
+    std::uint64_t millisecondsToFrames(double msec) const noexcept;
+    double framesToMilliseconds(std::uint64_t frames) const noexcept;
+    OscBundle buildMetadataDump() const;
+
+    // Disk side (KelAudioFilePlayerDisk.cpp). readSamplesFromDisk takes the
+    // disk mutex; the others need it held.
+    void readSamplesFromDisk();
+    std::uint64_t getNumSamplesToReadFromDisk() const;
+    std::uint64_t getRemainingSamplesInAudioFile() const;
+    void padRingWithSilence(std::uint32_t channels);
+    bool readIntoRing(std::uint64_t ringIndex, std::uint64_t numFrames, std::uint64_t fileFrame);
+
+    // Audio side (KelAudioFilePlayerAudio.cpp), audio thread.
+    std::uint64_t readFromRing(AudioBufferBase<float>& outputs, std::uint64_t numFrames) noexcept;
+    void outputWhileStopped(AudioBufferBase<float>& outputs) noexcept;
+    void writeRampPosition(AudioBufferBase<float>& outputs, std::uint64_t from, std::uint64_t to) noexcept;
+    void writeLoopPosition(AudioBufferBase<float>& outputs, std::uint64_t start) noexcept;
+    void reportMarkersIn(std::uint64_t from, std::uint64_t to, bool reportsAllowed) noexcept;
+    void clearAudioChannels(AudioBufferBase<float>& outputs, std::uint32_t first) noexcept;
+
+    // Reports (KelAudioFilePlayer.cpp). The audio thread passes
+    // fromAudioThread so that the listener list is read without its mutex.
+    void reportProgress(double percent, bool fromAudioThread) noexcept;
+    void reportBuffering(double percent, bool fromAudioThread) noexcept;
+    void reportPlaybackEnded() noexcept;
+    void sendToListeners(const OscBundle& report, bool fromAudioThread) noexcept;
+    void postFromAudioThread(const String& text) const noexcept;
+    bool isProcessingOnThisThread() const noexcept;
+    void waitForBlockInProgress() const noexcept;
+
+    // --- Members; positions are sample frames.
+    const std::uint32_t numChannels;
+    const std::uint64_t ringCapacity;
+    AudioBuffer<float> ring;
+    ScopedPointer<AudioFileReader> reader;
+    ScopedPointer<BufferingThread> bufferingThread;
+    std::atomic<std::uint64_t> ringReadIndex{0};   // next ring frame the audio side copies out
+    std::atomic<std::uint64_t> ringWriteIndex{0};  // next ring frame the disk side fills
+    std::atomic<std::uint64_t> filePosition{0};    // next file frame the disk side reads
+    std::atomic<std::uint64_t> played{0};          // output since the segment started (reset on loop wrap)
+    std::atomic<std::uint64_t> segmentLength{0};
+    std::atomic<std::uint64_t> totalPlayed{0};     // output since the last whole-file start
+    std::atomic<std::uint64_t> lastPosition{0};    // file position last accounted into totalPlayed
+    std::atomic<std::uint64_t> segmentStart{0};
+    mutable std::recursive_mutex transportMutex;
+    mutable std::recursive_mutex diskMutex;
+    std::atomic<bool> playing{false};
+    std::atomic<bool> loop{false};
+    Vector<Listener*> listeners;
+    std::atomic<bool> ringWrapped{false};
+    std::atomic<std::uint64_t> fileLength{0};
+    std::atomic<std::uint32_t> fileChannels{0};
+    std::atomic<std::uint64_t> segmentEnd{0};
+    std::atomic<double> lastProgress{-1.0};         // -1: nothing sent yet
+    std::atomic<double> lastBufferFill{-1.0};
+
+    // --- Beyond the transport's fields.
+    std::atomic<std::uint64_t> ringUsed{0};         // frames written and not yet read
+    std::atomic<int> transportChanges{0};           // resets in progress (the audio side stays away)
+    std::atomic<bool> blockInProgress{false};       // the audio thread is inside Process
+    std::atomic<bool> listenersChanging{false};     // the audio side skips its reports
+    bool endedPending = false;                      // audio thread: an end to deliver next block
+    mutable std::recursive_mutex listenersMutex;    // listener calls off the audio thread
+    struct MarkerReport
+    {
+        std::int64_t position = 0;
+        OscBundle report;  // "/marker" id position label
+    };
+    Vector<MarkerReport> markerReports;             // built when a file opens, sent by the audio side
+    std::atomic<bool> fileIsOpen{false};
+    std::atomic<bool> initialising{false};
+};
+
+} // namespace kel

@@ -1,0 +1,305 @@
+// The transport: open a file, play it whole, from a time, a segment or a
+// marker, pause, resume, and the reports asked for by message. Everything
+// here runs on the message thread. Operations that reset the ring hold a
+// TransportChange (the transport mutex, the audio side kept away) and take
+// the disk mutex while they change what the disk pass reads.
+#include <algorithm>
+#include <cmath>
+
+#include "audiofiles/KelAudioFileInfo.h"
+#include "audiofiles/KelAudioFileReports.h"
+#include "common/KelException.h"
+#include "dsp/KelAudioFilePlayer.h"
+#include "dsp/KelAudioFilePlayerScopes.h"
+
+namespace kel {
+
+namespace {
+
+const OscAddressPattern& MarkerAddress()
+{
+    static const OscAddressPattern address("/marker");
+    return address;
+}
+const OscAddressPattern& PlayedTotalAddress()
+{
+    static const OscAddressPattern address("/played/total");
+    return address;
+}
+
+/** The rate truncated to a whole number: "44.1 kHz" for the usual rates,
+    else the number and " Hz". */
+String RateText(double rate)
+{
+    return SampleRateText(std::isfinite(rate) ? std::trunc(rate) : rate);
+}
+
+String QuotedText(const String& text)
+{
+    return "\"" + text + "\"";
+}
+
+} // namespace
+
+void AudioFilePlayer::requireOpenFile() const
+{
+    if (reader == nullptr)
+        throw Exception("No open file", KEL_HERE);
+}
+
+std::uint64_t AudioFilePlayer::millisecondsToFrames(double msec) const noexcept
+{
+    const double frames = std::max(0.0, msec) * 0.001 * getSampleRate();
+    const std::uint64_t length = fileLength.load(std::memory_order_relaxed);
+    if (!(frames < double(length)))
+        return length;
+    return static_cast<std::uint64_t>(frames);
+}
+
+double AudioFilePlayer::framesToMilliseconds(std::uint64_t frames) const noexcept
+{
+    return double(frames) * 1000.0 / getSampleRate();
+}
+
+// ---------------------------------------------------------------------------
+// Open
+
+void AudioFilePlayer::OpenAudioFile(const File& file)
+{
+    // Everything that can fail comes before the first change.
+    ScopedPointer<AudioFileReader> newReader = AudioFileReader::CreateReaderFor(file);
+    if (newReader == nullptr)
+        throw exceptions::NoSuchFile(file, KEL_HERE);
+    Vector<MarkerReport> newMarkers;
+    for (const auto& marker : newReader->getMarkers())
+    {
+        MarkerReport entry;
+        entry.position = marker->position;
+        OscMessage message(MarkerAddress());
+        message.AddInt32(marker->identifier)
+            .AddInt32(marker->position)
+            .AddString(marker->label);
+        entry.report.AddMessage(std::move(message));
+        newMarkers.PushBack(std::move(entry));
+    }
+
+    const TransportChange change(*this);
+    {
+        const std::lock_guard disk(diskMutex);
+        const std::uint32_t channels = newReader->getNumChannels();
+        if (channels > ring.getNumChannels())
+        {
+            ring.setSize(channels, ringCapacity);  // keeps the old ring when it throws
+            ring.clear();
+        }
+        if (reader != nullptr)
+        {
+            ring.clear();
+            playing.store(false);
+            ringReadIndex.store(0);
+            played.store(0);
+            ringWriteIndex.store(0);
+            filePosition.store(0);
+            ringWrapped.store(false);
+            totalPlayed.store(0);
+            lastPosition.store(0);
+        }
+        ringUsed.store(0, std::memory_order_release);
+        reader = std::move(newReader);
+        markerReports = std::move(newMarkers);
+        fileLength.store(std::uint64_t(std::max<std::int64_t>(reader->getLengthInSamples(), 0)));
+        fileChannels.store(reader->getNumChannels());
+        // With a segment length of 0 the next "/resume" plays the whole file.
+        segmentLength.store(0);
+        segmentStart.store(0);
+        segmentEnd.store(fileLength.load());
+        fileIsOpen.store(true, std::memory_order_release);
+    }
+
+    const double fileRate = reader->getSampleRate();
+    if (fileRate != getSampleRate())
+        // The two blanks before the host's rate are part of the text.
+        ReportWarning("sampling rate in " + QuotedText(reader->getFile().getFullPathName()) + " (" + RateText(fileRate)
+                      + ")" + " differs from the host current samplerate " + " (" + RateText(getSampleRate()) + ")");
+
+    // The thread buffers the head of the file now, so a start costs no wait.
+    RequestBuffering();
+    dumpMetadata();
+}
+
+// ---------------------------------------------------------------------------
+// Playing
+
+void AudioFilePlayer::PlayWhole()
+{
+    const TransportChange change(*this);
+    playing.store(false);
+    requireOpenFile();
+    {
+        const std::lock_guard disk(diskMutex);
+        // The ring still holds the head of the file when it was filled from
+        // frame 0 on, contiguously (never wrapped, never rewound by a loop,
+        // never padded) and the segment has frames left to read.
+        const bool keep = !ringWrapped.load() && getRemainingSamplesInAudioFile() > 0 && segmentStart.load() == 0
+                       && filePosition.load() == ringWriteIndex.load();
+        if (keep)
+        {
+            ringUsed.store(ringWriteIndex.load(), std::memory_order_release);
+        }
+        else
+        {
+            ringWriteIndex.store(0);
+            filePosition.store(0);
+            ringWrapped.store(false);
+            ringUsed.store(0, std::memory_order_release);
+        }
+        ringReadIndex.store(0);
+        played.store(0);
+        totalPlayed.store(0);
+        lastPosition.store(0);
+        segmentLength.store(fileLength.load());
+        segmentEnd.store(fileLength.load());
+        segmentStart.store(0);
+    }
+    reportProgress(0.0, false);
+    readSamplesFromDisk();
+    playing.store(true, std::memory_order_release);
+}
+
+void AudioFilePlayer::Seek(double msec)
+{
+    const TransportChange change(*this);
+    playing.store(false);
+    requireOpenFile();
+    if (!(std::max(0.0, msec) > 0.0))
+    {
+        PlayWhole();
+        return;
+    }
+    playFrom(millisecondsToFrames(msec), fileLength.load());
+}
+
+void AudioFilePlayer::Seek(double startMsec, double endMsec)
+{
+    const TransportChange change(*this);
+    playing.store(false);
+    requireOpenFile();
+    const std::uint64_t a = millisecondsToFrames(startMsec);
+    const std::uint64_t b = millisecondsToFrames(endMsec);
+    playFrom(std::min(a, b), std::max(a, b));
+}
+
+void AudioFilePlayer::resetRing(std::uint64_t startFrame)
+{
+    ringReadIndex.store(0);
+    played.store(0);
+    ringWriteIndex.store(0);
+    filePosition.store(startFrame);
+    ringWrapped.store(false);
+    ringUsed.store(0, std::memory_order_release);
+}
+
+void AudioFilePlayer::playFrom(std::uint64_t startFrame, std::uint64_t endFrame)
+{
+    {
+        const std::lock_guard disk(diskMutex);
+        segmentStart.store(startFrame);
+        segmentEnd.store(endFrame);
+        segmentLength.store(endFrame - startFrame);
+        resetRing(startFrame);
+        // Total played counts frames output: a jump is not playing.
+        lastPosition.store(startFrame);
+    }
+    reportProgress(0.0, false);
+    readSamplesFromDisk();
+    playing.store(true, std::memory_order_release);
+}
+
+void AudioFilePlayer::SeekMarker(const String& label)
+{
+    const TransportChange change(*this);
+    requireOpenFile();
+    const auto& markers = reader->getMarkers();
+    if (markers.empty())
+        throw Exception("there is no marker", KEL_HERE);
+    for (const auto& marker : markers)
+        if (marker->label == label)
+        {
+            // From the marker's own frame: a round trip through milliseconds
+            // could land one frame early.
+            playing.store(false);
+            if (marker->position <= 0)
+                PlayWhole();
+            else
+                playFrom(std::min(std::uint64_t(marker->position), fileLength.load()), fileLength.load());
+            return;
+        }
+    throw Exception("no marker with label " + QuotedText(label), KEL_HERE);
+}
+
+void AudioFilePlayer::SeekMarker(unsigned int identifier)
+{
+    const TransportChange change(*this);
+    requireOpenFile();
+    const auto& markers = reader->getMarkers();
+    if (markers.empty())
+        throw Exception("there is no marker", KEL_HERE);
+    for (const auto& marker : markers)
+        if (marker->identifier >= 0 && static_cast<unsigned int>(marker->identifier) == identifier)
+        {
+            playing.store(false);
+            if (marker->position <= 0)
+                PlayWhole();
+            else
+                playFrom(std::min(std::uint64_t(marker->position), fileLength.load()), fileLength.load());
+            return;
+        }
+    throw Exception("no marker with ID " + QuotedText(ToString(identifier)), KEL_HERE);
+}
+
+void AudioFilePlayer::Resume()
+{
+    const std::uint64_t soFar = played.load();
+    if (soFar == 0 || soFar >= segmentLength.load())
+        PlayWhole();
+    else
+        playing.store(true, std::memory_order_release);
+}
+
+void AudioFilePlayer::Switch()
+{
+    if (isPlaying())
+        Pause();
+    else
+        Resume();
+}
+
+// ---------------------------------------------------------------------------
+// Reports asked for by message
+
+OscBundle AudioFilePlayer::buildMetadataDump() const
+{
+    OscBundle dump;
+    AppendMetadataDump(reader->getFile(), reader->getMetadata(), dump);
+    return dump;
+}
+
+void AudioFilePlayer::dumpMetadata()
+{
+    OscBundle dump;
+    {
+        const std::lock_guard disk(diskMutex);
+        requireOpenFile();
+        dump = buildMetadataDump();
+    }
+    sendToListeners(dump, false);
+}
+
+void AudioFilePlayer::ReportPlayedTotal()
+{
+    OscBundle report;
+    report.AddDoubleMessage(PlayedTotalAddress(), framesToMilliseconds(totalPlayed.load()));
+    sendToListeners(report, false);
+}
+
+} // namespace kel
