@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "support/AudioFixtures.h"
-#include "support/OscTestSupport.h"
+#include "support/TestText.h"
 #include "support/PlayerTestSupport.h"
 #include "support/TestTemp.h"
 
