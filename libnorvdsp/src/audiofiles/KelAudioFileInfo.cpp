@@ -1,5 +1,7 @@
 #include "audiofiles/KelAudioFileInfo.h"
 
+#include "audiofiles/KelClockTime.h"
+
 #include <cmath>
 #include <cstdio>
 
@@ -37,20 +39,8 @@ String DurationText(double milliseconds)
     if (seconds <= 30.0)
         return Printed("%.2f sec", seconds);
 
-    double h = std::floor(seconds / 3600.0);
-    double m = std::floor((seconds - h * 3600.0) / 60.0);
-    // Seconds round to nearest (ties to even); the carries keep 60 out.
-    double s = std::nearbyint(seconds) - (h * 60.0 + m) * 60.0;
-    if (s == 60.0)
-    {
-        s = 0.0;
-        m += 1.0;
-        if (m == 60.0)
-        {
-            m = 0.0;
-            h += 1.0;
-        }
-    }
+    const ClockTime clock = SplitClockTime(seconds);
+    const double h = clock.hours, m = clock.minutes, s = clock.seconds;
     String text;
     const auto append = [&text](double value, const char* unit) {
         if (!text.empty())

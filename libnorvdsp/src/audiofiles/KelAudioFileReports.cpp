@@ -6,15 +6,16 @@
 
 namespace kel {
 
+const OscAddressPattern& FilenameAddress() { static const OscAddressPattern a("/filename"); return a; }
+const OscAddressPattern& LengthAddress() { static const OscAddressPattern a("/length"); return a; }
+const OscAddressPattern& ChannelNumberAddress() { static const OscAddressPattern a("/channel/number"); return a; }
+
 namespace {
 
 // Every address the reports emit, each built once by its own getter.
-const OscAddressPattern& FilenameAddress() { static const OscAddressPattern a("/filename"); return a; }
-const OscAddressPattern& LengthAddress() { static const OscAddressPattern a("/length"); return a; }
 const OscAddressPattern& SamplesAddress() { static const OscAddressPattern a("/samples"); return a; }
 const OscAddressPattern& SampleRateAddress() { static const OscAddressPattern a("/samplerate"); return a; }
 const OscAddressPattern& BitDepthAddress() { static const OscAddressPattern a("/bitdepth"); return a; }
-const OscAddressPattern& ChannelNumberAddress() { static const OscAddressPattern a("/channel/number"); return a; }
 const OscAddressPattern& FormatAddress() { static const OscAddressPattern a("/format"); return a; }
 const OscAddressPattern& DurationAddress() { static const OscAddressPattern a("/duration"); return a; }
 const OscAddressPattern& FloatAddress() { static const OscAddressPattern a("/float"); return a; }

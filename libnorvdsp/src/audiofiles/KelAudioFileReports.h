@@ -11,6 +11,12 @@
 
 namespace kel {
 
+/** Addresses the file reports share with the player's state report, each
+    built once. */
+const OscAddressPattern& FilenameAddress();
+const OscAddressPattern& LengthAddress();
+const OscAddressPattern& ChannelNumberAddress();
+
 /** "/length" (ms), "/samples", "/samplerate", "/bitdepth",
     "/channel/number", "/format", "/duration", "/float". */
 void AppendInfoReport(const AudioFilesMetadata& metadata, OscBundle& bundle);

@@ -1,5 +1,7 @@
 #include "audiofiles/KelBroadcastWave.h"
 
+#include "audiofiles/KelClockTime.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -24,21 +26,10 @@ String ReadTextField(InputStream& input, int width)
 String TranslateTimeReference(std::uint64_t timeReference, double sampleRate)
 {
     const double ms = double(timeReference) * 1000.0 / sampleRate;
-    double h = std::floor(ms / 1000.0 / 3600.0);
-    double m = std::floor((ms / 1000.0 - h * 3600.0) / 60.0);
     // The seconds are rounded while hours and minutes are truncated, so the
     // milliseconds below can come out negative: that arithmetic is kept.
-    double s = std::nearbyint(ms / 1000.0) - (h * 60.0 + m) * 60.0;
-    if (s == 60.0)
-    {
-        s = 0.0;
-        m += 1.0;
-        if (m == 60.0)
-        {
-            m = 0.0;
-            h += 1.0;
-        }
-    }
+    const ClockTime clock = SplitClockTime(ms / 1000.0);
+    const double h = clock.hours, m = clock.minutes, s = clock.seconds;
     const double milli = std::floor(ms - h * 3600000.0 - m * 60000.0 - s * 1000.0);
     char text[96];
     std::snprintf(text, sizeof(text), "%02.0f:%02.0f:%02.0f.%03.0f", h, m, s, milli);

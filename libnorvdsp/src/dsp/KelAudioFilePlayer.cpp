@@ -23,30 +23,9 @@ std::uint64_t ClampedCapacity(std::uint64_t requested)
     return std::clamp(requested, AudioFilePlayer::minRingCapacity, AudioFilePlayer::maxRingCapacity);
 }
 
-const OscAddressPattern& FilenameAddress()
-{
-    static const OscAddressPattern address("/filename");
-    return address;
-}
-const OscAddressPattern& LoopAddress()
-{
-    static const OscAddressPattern address("/loop");
-    return address;
-}
-const OscAddressPattern& ChannelNumberAddress()
-{
-    static const OscAddressPattern address("/channel/number");
-    return address;
-}
-const OscAddressPattern& LengthAddress()
-{
-    static const OscAddressPattern address("/length");
-    return address;
-}
 
-/** Claims the right to send value: 0 and 100 whatever the last value sent
-    (but not twice in a row: a full ring or an ended segment would repeat
-    them block after block), anything else when it moved from the last value
+/** Claims the right to send value: 0 and 100 always, repeated or not;
+    anything else when it moved from the last value
     sent by at least step (upwards only when upwardsOnly). Two threads may
     report at once; the exchange makes one of them send a given change. */
 bool ClaimReport(std::atomic<double>& last, double value, double step, bool upwardsOnly) noexcept

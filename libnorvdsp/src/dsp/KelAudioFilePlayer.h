@@ -227,6 +227,8 @@ protected:
     void Process(const AudioBufferBase<float>& inputs, AudioBufferBase<float>& outputs) noexcept override;
 
 private:
+    /** "/loop": both a message and part of the state report. */
+    static const OscAddressPattern& LoopAddress();
     class TransportChange;
     class ListenersChange;
     class AudioBlockScope;

@@ -9,10 +9,17 @@
 #include <limits>
 
 #include "common/KelException.h"
+#include "audiofiles/KelAudioFileReports.h"
 #include "dsp/KelAudioFilePlayer.h"
 #include "osc/KelOscArgumentShape.h"
 
 namespace kel {
+
+const OscAddressPattern& AudioFilePlayer::LoopAddress()
+{
+    static const OscAddressPattern address("/loop");
+    return address;
+}
 
 namespace {
 
@@ -26,24 +33,9 @@ const OscAddressPattern& LoadAddress()
     static const OscAddressPattern address("/load");
     return address;
 }
-const OscAddressPattern& FilenameAddress()
-{
-    static const OscAddressPattern address("/filename");
-    return address;
-}
 const OscAddressPattern& FileAddress()
 {
     static const OscAddressPattern address("/file");
-    return address;
-}
-const OscAddressPattern& ChannelNumberAddress()
-{
-    static const OscAddressPattern address("/channel/number");
-    return address;
-}
-const OscAddressPattern& LengthAddress()
-{
-    static const OscAddressPattern address("/length");
     return address;
 }
 const OscAddressPattern& ReportAddress()
@@ -74,11 +66,6 @@ const OscAddressPattern& ResumeAddress()
 const OscAddressPattern& SwitchAddress()
 {
     static const OscAddressPattern address("/switch");
-    return address;
-}
-const OscAddressPattern& LoopAddress()
-{
-    static const OscAddressPattern address("/loop");
     return address;
 }
 const OscAddressPattern& SeekAddress()
