@@ -32,6 +32,8 @@
 #include <vector>
 
 #include <benchmark/benchmark.h>
+
+#include "BenchScratch.h"
 #include <sndfile.h>
 
 #include "audiofiles/KelWavFileWriter.h"
@@ -54,22 +56,7 @@ double WallSeconds()
     return std::chrono::duration<double>(Clock::now().time_since_epoch()).count();
 }
 
-struct Scratch
-{
-    fs::path folder = fs::temp_directory_path() / ("auvo5-player-bench-" + std::to_string(::getpid()));
-    Scratch() { fs::create_directories(folder); }
-    ~Scratch()
-    {
-        std::error_code error;
-        fs::remove_all(folder, error);
-    }
-};
-
-Scratch& TheScratch()
-{
-    static Scratch scratch;
-    return scratch;
-}
+using bench::TheScratch;
 
 /** A WAV of random full-scale integers, written once by libsndfile. */
 std::string NoiseFile(const std::string& name, int channels, std::int64_t frames, int subtype)

@@ -19,6 +19,8 @@
 #include <vector>
 
 #include <benchmark/benchmark.h>
+
+#include "BenchScratch.h"
 #include <mpg123.h>
 #include <sndfile.h>
 
@@ -41,23 +43,7 @@ constexpr int sampleRate = 48000;
 constexpr std::int64_t frames = sampleRate * 4;
 constexpr std::int64_t blockFrames = 4096;
 
-/** A folder for the bench's files, removed when the program ends. */
-struct Scratch
-{
-    fs::path folder = fs::temp_directory_path() / ("auvo5-bench-" + std::to_string(::getpid()));
-    Scratch() { fs::create_directories(folder); }
-    ~Scratch()
-    {
-        std::error_code error;
-        fs::remove_all(folder, error);
-    }
-};
-
-Scratch& TheScratch()
-{
-    static Scratch scratch;
-    return scratch;
-}
+using bench::TheScratch;
 
 std::string WavFile(int subtype)
 {

@@ -229,6 +229,8 @@ protected:
 private:
     /** "/loop": both a message and part of the state report. */
     static const OscAddressPattern& LoopAddress();
+    /** Message thread, transport held: plays from a marker to the file's end. */
+    void playFromMarker(const AudioFilesMetadata::Marker& marker);
     class TransportChange;
     class ListenersChange;
     class AudioBlockScope;

@@ -215,6 +215,17 @@ void AudioFilePlayer::playFrom(std::uint64_t startFrame, std::uint64_t endFrame)
     playing.store(true, std::memory_order_release);
 }
 
+void AudioFilePlayer::playFromMarker(const AudioFilesMetadata::Marker& marker)
+{
+    // From the marker's own frame: a round trip through milliseconds could
+    // land one frame early.
+    playing.store(false);
+    if (marker.position <= 0)
+        PlayWhole();
+    else
+        playFrom(std::min(std::uint64_t(marker.position), fileLength.load()), fileLength.load());
+}
+
 void AudioFilePlayer::SeekMarker(const String& label)
 {
     const TransportChange change(*this);
@@ -225,13 +236,7 @@ void AudioFilePlayer::SeekMarker(const String& label)
     for (const auto& marker : markers)
         if (marker->label == label)
         {
-            // From the marker's own frame: a round trip through milliseconds
-            // could land one frame early.
-            playing.store(false);
-            if (marker->position <= 0)
-                PlayWhole();
-            else
-                playFrom(std::min(std::uint64_t(marker->position), fileLength.load()), fileLength.load());
+            playFromMarker(*marker);
             return;
         }
     throw Exception("no marker with label " + QuotedText(label), KEL_HERE);
@@ -247,11 +252,7 @@ void AudioFilePlayer::SeekMarker(unsigned int identifier)
     for (const auto& marker : markers)
         if (marker->identifier >= 0 && static_cast<unsigned int>(marker->identifier) == identifier)
         {
-            playing.store(false);
-            if (marker->position <= 0)
-                PlayWhole();
-            else
-                playFrom(std::min(std::uint64_t(marker->position), fileLength.load()), fileLength.load());
+            playFromMarker(*marker);
             return;
         }
     throw Exception("no marker with ID " + QuotedText(ToString(identifier)), KEL_HERE);
