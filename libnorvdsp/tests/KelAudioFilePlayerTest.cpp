@@ -338,11 +338,13 @@ TEST(AudioFilePlayer, ReportsAreRateLimited)
     ASSERT_GE(fill.size(), 4u);
     for (std::size_t i = 1; i < fill.size(); ++i)
     {
+        // 0 and 100 go out whatever came before, and the disk and audio
+        // threads both report: a value claimed just before an always-sent
+        // 100 may reach the listener just after it.
         const double now = fill[i], before = fill[i - 1];
-        if (now == 0.0 || now == 100.0)
-            EXPECT_NE(now, before);
-        else
-            EXPECT_GE(std::abs(now - before), 2.0) << "at " << i;
+        if (now == 0.0 || now == 100.0 || before == 0.0 || before == 100.0)
+            continue;
+        EXPECT_GE(std::abs(now - before), 2.0) << "at " << i;
     }
     EXPECT_TRUE(std::any_of(fill.begin(), fill.end(), [](double v) { return v > 90.0; }));
     // Each marker passed is reported once per pass over it, in order.
