@@ -1,21 +1,24 @@
-// auvo5-make-demo-file OUT.wav: the file the demonstration plays, written by
-// libsndfile through the tests' fixture writer: 24 channels of 24-bit noise
-// at 48 kHz, 3 seconds, four cue markers and a broadcast-wave chunk.
+// auvo5-make-demo-file OUT.wav [CHANNELS]: the file the demonstration and
+// the help patcher play, written by libsndfile through the tests' fixture
+// writer: 24 channels (or CHANNELS, 1 to 1024) of 24-bit noise at 48 kHz,
+// 3 seconds, four cue markers and a broadcast-wave chunk.
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "support/AudioFixtures.h"
 
 int main(int argc, char** argv)
 {
-    if (argc != 2)
+    const int channels = argc == 3 ? std::atoi(argv[2]) : 24;
+    if (argc < 2 || argc > 3 || channels < 1 || channels > 1024)
     {
-        std::fprintf(stderr, "usage: auvo5-make-demo-file OUT.wav\n");
+        std::fprintf(stderr, "usage: auvo5-make-demo-file OUT.wav [CHANNELS]\n");
         return 2;
     }
     constexpr int rate = 48000;
     const bool written = kel::test::WriteWithSndfile(
-        argv[1], SF_FORMAT_WAV | SF_FORMAT_PCM_24, 24, 3 * rate, rate,
+        argv[1], SF_FORMAT_WAV | SF_FORMAT_PCM_24, channels, 3 * rate, rate,
         [](SNDFILE* file)
         {
             SF_BROADCAST_INFO bext{};
