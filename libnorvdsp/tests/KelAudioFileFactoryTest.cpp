@@ -105,6 +105,9 @@ TEST(AudioFileFactory, MissingEmptyAndUnreadablePaths)
 
 TEST(AudioFileFactory, AQuotedPathIsNotQuotedAgain)
 {
+#if defined(_WIN32)
+    GTEST_SKIP() << "Windows file names cannot hold double quotes";
+#endif
     TempDir dir;
     const auto previous = std::filesystem::current_path();
     std::filesystem::current_path(dir.path());

@@ -15,6 +15,8 @@ namespace {
 
 using kel::test::TempDir;
 
+#if KEL_HAVE_SNDFILE
+
 std::string Field(const char* bytes, std::size_t width) { return std::string(bytes, strnlen(bytes, width)); }
 
 std::string ValueOf(const kel::AudioFilesMetadata& metadata, const std::string& key)
@@ -24,8 +26,6 @@ std::string ValueOf(const kel::AudioFilesMetadata& metadata, const std::string& 
             return metadata.bwfValues[i];
     return "<missing>";
 }
-
-#if KEL_HAVE_SNDFILE
 
 TEST(BroadcastWave, FieldsMatchWhatLibsndfileWroteAndReadsBack)
 {

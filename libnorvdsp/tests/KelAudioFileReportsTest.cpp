@@ -119,6 +119,7 @@ TEST(InfoVerb, AiffMarkersAndFloatFiles)
 
 TEST(InfoVerb, Mp3AndFailures)
 {
+    KEL_SKIP_WITHOUT_SHELL();
     TempDir dir;
     const auto wav = dir.file("in.wav"), mp3 = dir.file("in.mp3");
     ASSERT_EQ(RunCommand("sox -n -r 22050 -c 1 -b 16 " + ShellQuoted(wav) + " synth 1 sine 300 && lame --quiet -b 32 "

@@ -40,6 +40,7 @@ std::string Q(const std::string& path)
 
 TEST(OscCli, PrintsConvertsAndReportsErrors)
 {
+    KEL_SKIP_WITHOUT_SHELL();
     kel::test::TempDir dir;
     kel::OscBundle inner;
     inner.AddMessage(std::move(kel::OscMessage("/b").AddFloat32(0.5f)));

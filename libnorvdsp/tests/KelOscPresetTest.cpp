@@ -85,6 +85,7 @@ TEST(OscPresets, RoundTripThroughEveryFormat)
 
 TEST(OscPresets, ReadBackByTheOscVerb)
 {
+    KEL_SKIP_WITHOUT_SHELL();
     TempDir dir;
     TestObject saver;
     SetSomeState(saver.processor);

@@ -17,6 +17,7 @@
 
 namespace {
 
+#if KEL_HAVE_SNDFILE
 std::string Magic(const std::string& path)
 {
     std::ifstream in(path, std::ios::binary);
@@ -25,7 +26,6 @@ std::string Magic(const std::string& path)
     return std::string(tag, 4);
 }
 
-#if KEL_HAVE_SNDFILE
 TEST(WavFileWriter, LibsndfileReadsBackEveryLayout)
 {
     kel::test::TempDir dir;

@@ -5,6 +5,7 @@
 #include <thread>
 
 #if defined(_WIN32)
+#include <string>
 #include <windows.h>
 #include <process.h>
 #else
@@ -28,8 +29,13 @@ void SetCurrentThreadName(const String& name)
                : nullptr;
     if (setDescription != nullptr)
     {
-        std::wstring wide(name.begin(), name.end());
-        setDescription(::GetCurrentThread(), wide.c_str());
+        std::wstring wide(name.size(), L'\0');
+        const int length = ::MultiByteToWideChar(CP_UTF8, 0, name.data(), int(name.size()), wide.data(), int(wide.size()));
+        if (length > 0)
+        {
+            wide.resize(std::size_t(length));
+            setDescription(::GetCurrentThread(), wide.c_str());
+        }
     }
 #elif defined(__APPLE__)
     pthread_setname_np(name.c_str());

@@ -6,12 +6,29 @@
 #include <cstdlib>
 #include <random>
 #include <stdexcept>
+#if defined(_WIN32)
+#include <process.h>
+#else
 #include <unistd.h>
 #include <sys/wait.h>
+#endif
 
 #include <gtest/gtest.h>
 
 namespace kel::test {
+
+namespace {
+
+int ProcessId()
+{
+#if defined(_WIN32)
+    return ::_getpid();
+#else
+    return int(::getpid());
+#endif
+}
+
+} // namespace
 
 TempDir::TempDir()
 {
@@ -23,7 +40,7 @@ TempDir::TempDir()
     for (auto& c : name)
         if (c == '/' || c == ' ')
             c = '_';
-    root = parent / (name + "-" + std::to_string(::getpid()) + "-" + std::to_string(counter++));
+    root = parent / (name + "-" + std::to_string(ProcessId()) + "-" + std::to_string(counter++));
     std::filesystem::remove_all(root);
     std::filesystem::create_directories(root);
 }
@@ -33,6 +50,18 @@ TempDir::~TempDir()
     std::error_code error;
     std::filesystem::remove_all(root, error);
 }
+
+#if defined(_WIN32)
+
+// The commands are POSIX shell text and the fixture programs Linux ones;
+// a Windows build (run under Wine) has neither.
+bool HaveShell() { return false; }
+
+int RunCommand(const std::string&, std::string*) { return -1; }
+
+#else
+
+bool HaveShell() { return true; }
 
 int RunCommand(const std::string& command, std::string* output)
 {
@@ -48,9 +77,11 @@ int RunCommand(const std::string& command, std::string* output)
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
+#endif
+
 bool HaveProgram(const std::string& name)
 {
-    return RunCommand("command -v " + name + " >/dev/null 2>&1") == 0;
+    return HaveShell() && RunCommand("command -v " + name + " >/dev/null 2>&1") == 0;
 }
 
 } // namespace kel::test
