@@ -14,9 +14,9 @@ namespace maxmsp::systeminfo {
 /** The file of the loaded library (the external itself). */
 kel::String GetLibraryPath();
 /** The computer's name. */
-kel::String GetComputerName();
+kel::String GetMachineName();
 /** The logged-in user's name. */
-kel::String GetUserName();
+kel::String GetLoggedInUser();
 /** One of the names of WindowsVersionName, or "Unknown OS". */
 kel::String GetOperatingSystemName();
 /** The processor's brand text from the processor identification

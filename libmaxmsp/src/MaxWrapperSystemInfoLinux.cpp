@@ -50,7 +50,7 @@ kel::String GetLibraryPath()
     return {};
 }
 
-kel::String GetComputerName()
+kel::String GetMachineName()
 {
     char name[HOST_NAME_MAX + 1] = {};
     if (gethostname(name, sizeof name - 1) != 0)
@@ -58,7 +58,7 @@ kel::String GetComputerName()
     return name;
 }
 
-kel::String GetUserName()
+kel::String GetLoggedInUser()
 {
     struct passwd entry{};
     struct passwd* found = nullptr;

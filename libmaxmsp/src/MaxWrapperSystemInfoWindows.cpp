@@ -76,7 +76,7 @@ kel::String GetLibraryPath()
     return kel::String(path, length);
 }
 
-kel::String GetComputerName()
+kel::String GetMachineName()
 {
     char name[256] = {};
     DWORD size = DWORD(sizeof name);
@@ -85,7 +85,7 @@ kel::String GetComputerName()
     return kel::String(name, size);
 }
 
-kel::String GetUserName()
+kel::String GetLoggedInUser()
 {
     char name[257] = {};
     DWORD size = DWORD(sizeof name);

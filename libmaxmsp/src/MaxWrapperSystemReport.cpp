@@ -84,11 +84,11 @@ kel::Vector<kel::String> BuildSystemReport(const kel::String& versionText, bool 
     const std::int64_t now = std::chrono::duration_cast<std::chrono::milliseconds>(
                                  std::chrono::system_clock::now().time_since_epoch())
                                  .count();
-    const kel::String user = systeminfo::GetUserName();
+    const kel::String user = systeminfo::GetLoggedInUser();
     lines.PushBack("Max: " + MaxVersionText(maxversion()));
     lines.PushBack("Path: " + systeminfo::GetLibraryPath());
     lines.PushBack("Date: " + FormatDate(now));
-    lines.PushBack("Hostname: " + systeminfo::GetComputerName());
+    lines.PushBack("Hostname: " + systeminfo::GetMachineName());
     lines.PushBack("User: " + user);
     lines.PushBack("Username: " + user);
     lines.PushBack("OS: " + systeminfo::GetOperatingSystemName());
