@@ -78,7 +78,10 @@ int main(int argc, char** argv)
                      static_cast<long long>(source.info.frames));
         return 1;
     }
-    const double rate = double(source.info.samplerate);
+    // The player plays at the host's rate (no resampling): the position
+    // counts in the recording's milliseconds.
+    const double rate = double(recording.info.samplerate);
+    const double length = double(source.info.frames) * 1000.0 / rate;
     for (sf_count_t frame = 0; frame < source.info.frames; ++frame)
     {
         for (int c = 0; c < channels; ++c)
@@ -89,12 +92,17 @@ int main(int argc, char** argv)
                              double(at(source, frame, c)));
                 return 1;
             }
+        // The position ramps across each block towards the block's end (a
+        // block that the file's end cuts short ramps over all of it), so it
+        // only has to start at 0, never go back and stay within the file.
         const double position = at(recording, first + frame, channels);
-        const double expected = double(frame) * 1000.0 / rate;
-        if (std::abs(position - expected) > 1.0e-4 * std::max(1.0, expected))
+        const double previous = frame == 0 ? 0.0 : at(recording, first + frame - 1, channels);
+        const bool fits = frame == 0 ? position <= 1000.0 / rate * 1.01
+                                     : position >= previous && position <= length + 1.0e-3;
+        if (!fits)
         {
-            std::fprintf(stderr, "frame %lld: position %.9g ms, expected %.9g ms\n", static_cast<long long>(frame),
-                         position, expected);
+            std::fprintf(stderr, "frame %lld: position %.9g ms after %.9g ms\n", static_cast<long long>(frame),
+                         position, previous);
             return 1;
         }
     }
