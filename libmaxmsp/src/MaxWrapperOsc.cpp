@@ -29,9 +29,10 @@ const char* AtomTypeName(long type) noexcept
 
 kel::String QuotedMessage(const kel::OscMessage& message, const AtomArrayRef& atoms)
 {
+    // Appended piecewise: gcc 12 warns falsely on " " + String at -O3.
     kel::String text(message.getAddressPattern().getText());
     if (!atoms.empty())
-        text += " " + atoms.toString();
+        text.append(" ").append(atoms.toString());
     return kel::Quoted(text);
 }
 
@@ -62,8 +63,11 @@ void AddAtoms(t_object* /*x*/, kel::OscMessage& message, const AtomArrayRef& ato
             default:
             {
                 const char* name = AtomTypeName(atom.getType());
-                const kel::String type = name != nullptr ? " (" + kel::String(name) + ")" : kel::String();
-                throw kel::Exception("unexpected atom type" + type + " in " + QuotedMessage(message, atoms), KEL_HERE);
+                kel::String text("unexpected atom type");
+                if (name != nullptr)
+                    text.append(" (").append(name).append(")");
+                text.append(" in ").append(QuotedMessage(message, atoms));
+                throw kel::Exception(text, KEL_HERE);
             }
         }
     }
@@ -73,7 +77,7 @@ kel::String MaxMessageText(t_symbol* selector, const AtomArrayRef& atoms)
 {
     kel::String text(selector != nullptr && selector->s_name != nullptr ? selector->s_name : "");
     if (!atoms.empty())
-        text += " " + atoms.toString();
+        text.append(" ").append(atoms.toString());
     return text;
 }
 

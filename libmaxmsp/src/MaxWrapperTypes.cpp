@@ -34,12 +34,12 @@ kel::String AtomRef::toString() const
         case A_COMMA:
             return ",";
         case A_DOLLAR:
-            return "$" + kel::ToString(std::int64_t(GetLong()));
+            return kel::String("$").append(kel::ToString(std::int64_t(GetLong())));
         case A_DOLLSYM:
             return GetSymbol() != nullptr && GetSymbol()->s_name != nullptr ? kel::String(GetSymbol()->s_name)
                                                                              : kel::String("$");
         default:
-            return "<atom type " + kel::ToString(std::int64_t(getType())) + ">";
+            return kel::String("<atom type ").append(kel::ToString(std::int64_t(getType()))).append(">");
     }
 }
 
