@@ -8,7 +8,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
-#include <regex>
 
 #include "MaxsimAtoms.h"
 
@@ -17,31 +16,70 @@ namespace maxsim
 namespace
 {
 
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+// Counts the digits from i on.
+std::size_t digits(const std::string& w, std::size_t& i)
+{
+    const std::size_t start = i;
+    while (i < w.size() && isDigit(w[i]))
+        ++i;
+    return i - start;
+}
+
+// [-+]?digits, or with a point and/or an exponent: [-+]?(d+.d*|.d+|d+)([eE][-+]?d+)?
+bool isNumber(const std::string& w, bool& isInteger)
+{
+    std::size_t i = (!w.empty() && (w[0] == '-' || w[0] == '+')) ? 1 : 0;
+    std::size_t mantissa = digits(w, i);
+    bool point = false, exponent = false;
+    if (i < w.size() && w[i] == '.')
+    {
+        point = true;
+        ++i;
+        mantissa += digits(w, i);
+    }
+    if (mantissa == 0)
+        return false;
+    if (i < w.size() && (w[i] == 'e' || w[i] == 'E'))
+    {
+        exponent = true;
+        ++i;
+        if (i < w.size() && (w[i] == '-' || w[i] == '+'))
+            ++i;
+        if (digits(w, i) == 0)
+            return false;
+    }
+    isInteger = !point && !exponent;
+    return i == w.size();
+}
+
+bool hasDollarArgument(const std::string& w)
+{
+    for (std::size_t i = 0; i + 1 < w.size(); ++i)
+        if (w[i] == '$' && isDigit(w[i + 1]))
+            return true;
+    return false;
+}
+
 t_atom classify(const std::string& word)
 {
-    static const std::regex integer(R"([-+]?[0-9]+)");
-    static const std::regex real(R"([-+]?([0-9]+\.[0-9]*|\.[0-9]+|[0-9]+)([eE][-+]?[0-9]+)?)");
-    static const std::regex dollar(R"(\$[0-9])");
-    static const std::regex dollarInside(R"(.*\$[0-9].*)");
     t_atom a {};
-    if (std::regex_match(word, integer))
+    bool integer = false;
+    if (isNumber(word, integer))
     {
         errno = 0;
-        long long v = std::strtoll(word.c_str(), nullptr, 10);
-        if (errno != ERANGE)
-        {
+        const long long v = integer ? std::strtoll(word.c_str(), nullptr, 10) : 0;
+        if (integer && errno != ERANGE)
             atom_setlong(&a, static_cast<t_atom_long>(v));
-            return a;
-        }
-        atom_setfloat(&a, std::strtod(word.c_str(), nullptr));
+        else
+            atom_setfloat(&a, std::strtod(word.c_str(), nullptr));
     }
-    else if (std::regex_match(word, real))
-        atom_setfloat(&a, std::strtod(word.c_str(), nullptr));
     else if (word == "#nan")
         atom_setfloat(&a, std::numeric_limits<double>::quiet_NaN());
     else if (word == "#inf" || word == "#-inf")
         atom_setfloat(&a, word == "#inf" ? HUGE_VAL : -HUGE_VAL);
-    else if (std::regex_match(word, dollar))
+    else if (word.size() == 2 && word[0] == '$' && isDigit(word[1]))
     {
         a.a_type = A_DOLLAR;
         a.a_w.w_long = word[1] - '0';
@@ -49,7 +87,7 @@ t_atom classify(const std::string& word)
     else
     {
         atom_setsym(&a, gensym(word.c_str()));
-        if (std::regex_match(word, dollarInside))
+        if (hasDollarArgument(word))
             a.a_type = A_DOLLSYM;
     }
     return a;

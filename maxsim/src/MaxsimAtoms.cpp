@@ -47,7 +47,7 @@ std::string FormatAtom(const t_atom& a)
     case A_SEMI:
         return ";";
     case A_DOLLAR:
-        return "$" + std::to_string(a.a_w.w_long);
+        return std::string(1, '$') += std::to_string(a.a_w.w_long);
     default:
         return "<?>";
     }

@@ -173,6 +173,10 @@ void compile(const std::vector<t_object*>& boxes)
         if (box)
             if (auto b = compileBox(s, box))
                 s.chain.push_back(std::move(b));
+    // Z_PUT_FIRST and Z_PUT_LAST move a box to the ends of the chain.
+    auto flags = [](const std::unique_ptr<BoxDsp>& b) { return reinterpret_cast<t_pxobject*>(b->box)->z_misc; };
+    std::stable_partition(s.chain.begin(), s.chain.end(), [&](const auto& b) { return (flags(b) & Z_PUT_FIRST) != 0; });
+    std::stable_partition(s.chain.begin(), s.chain.end(), [&](const auto& b) { return (flags(b) & Z_PUT_LAST) == 0; });
 }
 
 void runBlock(State& s)

@@ -54,7 +54,10 @@ void SendOut(Outlet* outlet, t_symbol* selector, long argc, const t_atom* argv)
         return;
     std::string text = selector ? FormatSymbol(selector) : std::string("list");
     if (argc > 0)
-        text += " " + FormatAtoms(argc, argv);
+    {
+        text += ' ';
+        text += FormatAtoms(argc, argv);
+    }
     std::lock_guard<std::mutex> lock(OutputMutex());
     long box = outlet->owner->box.load();
     std::string line = "out " + (box > 0 ? std::to_string(box) : std::string("-")) + " " +

@@ -178,7 +178,11 @@ short path_topathname(const short path, const char* file, char* name)
         return 1;
     std::string full = *folder;
     if (file && *file)
-        full += (full == "/" ? "" : "/") + std::string(file);
+    {
+        if (full != "/")
+            full += '/';
+        full += file;
+    }
     copyZero(name, full, MAX_PATH_CHARS);
     return 0;
 }

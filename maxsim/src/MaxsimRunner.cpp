@@ -345,7 +345,10 @@ private:
         {
             std::string line = std::string("method ") + m.name->s_name;
             for (short t : m.types)
-                line += " " + std::to_string(t);
+            {
+                line += ' ';
+                line += std::to_string(t);
+            }
             EmitLine(line);
         }
         for (const AttrRecord* a : cls->attributes)

@@ -23,7 +23,11 @@ void put32(std::vector<unsigned char>& b, unsigned long v)
     put16(b, static_cast<unsigned>((v >> 16) & 0xffff));
 }
 
-void putTag(std::vector<unsigned char>& b, const char* tag) { b.insert(b.end(), tag, tag + 4); }
+void putTag(std::vector<unsigned char>& b, const char* tag)
+{
+    for (int i = 0; i < 4; ++i)
+        b.push_back(static_cast<unsigned char>(tag[i]));
+}
 
 }  // namespace
 
@@ -50,7 +54,8 @@ void WavRecorder::writeHeader()
         put32(h, 0);  // no speaker positions
         // KSDATAFORMAT_SUBTYPE_IEEE_FLOAT
         static const unsigned char subtype[16] = {3, 0, 0, 0, 0, 0, 0x10, 0, 0x80, 0, 0, 0xaa, 0, 0x38, 0x9b, 0x71};
-        h.insert(h.end(), subtype, subtype + 16);
+        for (unsigned char byte : subtype)
+            h.push_back(byte);
     }
     putTag(h, "fact");  // expected with every non-PCM format
     put32(h, 4);
