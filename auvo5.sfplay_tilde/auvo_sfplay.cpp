@@ -7,6 +7,7 @@
 
 #include "MaxWrapperDict.h"
 #include "MaxWrapperHandlers.h"
+#include "MaxWrapperReference.h"
 #include "SfplayObject.h"
 
 namespace {
@@ -262,6 +263,25 @@ void AddMethod(t_class* c, method function, const char* name, long type)
     maxmsp::AddMethod(c, function, name, type);
 }
 
+// The attributes as the reference page shows them.
+void DescribeSfplayClass(kel::ReferencePage& page)
+{
+    page.attributes.PushBack({"channels", "int", "Number of channels",
+                              "Number of signal outlets (and of file channels played); fixed at creation.", "1",
+                              "1 to 8192", "", false});
+    page.attributes.PushBack({"buffersize", "int", "Size of the disk buffer in frames",
+                              "Frames the buffering thread keeps ahead of playback; fixed at creation.", "480000",
+                              "192000 to 2880000", "", false});
+    page.attributes.PushBack({"initwith", "symbol", "Messages run at creation",
+                              "OSC messages in text form, separated by commas, run once when the object is created.",
+                              "", "", "", true});
+    if (maxmsp::IsHostMultichannel())
+        page.attributes.PushBack({"mc", "int", "Multichannel outlets",
+                                  "1: the channels leave through one multichannel outlet, the position through the "
+                                  "next; set at creation.",
+                                  "0", "0 to 1", "onoff", true});
+}
+
 void RegisterClass()
 {
     if (sfplayClass != nullptr)
@@ -303,6 +323,7 @@ void RegisterClass()
         AddDefault(c, mc, "mc", "long", "0");
     }
 
+    maxmsp::SetReferenceDescriber(&DescribeSfplayClass);
     class_parameter_init(c);
     if (class_register(CLASS_BOX, c) != MAX_ERR_NONE)
         object_error(nullptr, "error in when registering class");
