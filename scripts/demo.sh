@@ -5,7 +5,7 @@
 # cue markers and plays it through the player with the render verb, printing
 # the player's reports.
 set -euo pipefail
-CLI="$1"; OUT="$2"; MAKE_DEMO_FILE="${3:-}"
+CLI="$1"; OUT="$2"; MAKE_DEMO_FILE="${3:-}"; MAXSIM="${4:-}"; EXTERNAL="${5:-}"
 mkdir -p "$OUT"
 "$CLI" --help
 echo
@@ -82,4 +82,17 @@ if command -v sox >/dev/null; then
   sox -V1 "$OUT/demo.wav" -e floating-point -b 32 -t f32 "$OUT/source.f32" remix 1 trim 0s 57600s
   cmp "$OUT/rendered.f32" "$OUT/source.f32"
   echo "== channel 1 of the first 57600 rendered frames equals sox's decode of demo.wav"
+fi
+
+# --- The real external in the Max kernel simulator ----------------------------
+if [ -n "$MAXSIM" ] && [ -x "$MAXSIM" ] && [ -f "$EXTERNAL" ]; then
+  echo
+  echo "== $(basename "$EXTERNAL") in maxsim: scripts/demo.maxsim"
+  grep -v '^#' "$(dirname "$0")/demo.maxsim"
+  DEMO_DIR="$OUT" "$MAXSIM" "$EXTERNAL" "$(dirname "$0")/demo.maxsim" >"$OUT/demo-maxsim.txt"
+  echo "== what the box posted and what its dump outlet (outlet 17) sent; progress and buffer fill counted:"
+  grep -v -E '^out 1 17 /(progress|buffering) ' "$OUT/demo-maxsim.txt"
+  echo "== ... and $(grep -c ' /progress ' "$OUT/demo-maxsim.txt") progress reports, \
+$(grep -c ' /buffering ' "$OUT/demo-maxsim.txt") buffer-fill reports"
+  "$CLI" info "$OUT/demo-maxsim.wav" | sed -n '1,6p'
 fi
