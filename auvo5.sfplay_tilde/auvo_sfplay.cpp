@@ -1,0 +1,328 @@
+// The Max class "auvo5.sfplay~": registration, creation and free, the
+// attributes that size the player, and the messages that drive playback.
+// Everything generic (OSC translation, dump, presets, version, audio) is the
+// binding's (libmaxmsp); this file holds what is particular to the player.
+#include <cstddef>
+#include <string_view>
+
+#include "MaxWrapperDict.h"
+#include "MaxWrapperHandlers.h"
+#include "SfplayObject.h"
+
+namespace {
+
+using Sfplay = auvo_sfplay_t;
+
+t_class* sfplayClass = nullptr;
+
+// Attributes: settings deferred to low priority, read-only ones opaque to
+// the user.
+constexpr long attributeFlags = 0x04000000;  // ATTR_SET_DEFER_LOW
+constexpr long readOnlyFlags = attributeFlags | 0x200;  // | ATTR_SET_OPAQUE_USER
+
+t_object* AsObject(Sfplay* x) noexcept
+{
+    return reinterpret_cast<t_object*>(x);
+}
+
+const kel::OscAddressPattern& OpenAddress()
+{
+    static const kel::OscAddressPattern address("/open");
+    return address;
+}
+
+// ---------------------------------------------------------------------------
+// Attributes
+
+/** channels and buffersize size the player: stored until it exists, fixed
+    afterwards. */
+t_max_err SetSizingAttribute(Sfplay* x, const char* name, long& stored, long argc, t_atom* argv)
+{
+    if (argc < 1 || argv == nullptr)
+        return MAX_ERR_NONE;
+    const long value = long(atom_getlong(argv));
+    if (x->processor == nullptr)
+        stored = value;
+    else if (value != stored)
+        object_error(AsObject(x), "%s",
+                     ("the @" + kel::String(name) + " attribute cannot be dynamically changed").c_str());
+    return MAX_ERR_NONE;
+}
+
+t_max_err SetChannels(Sfplay* x, t_object* /*attr*/, long argc, t_atom* argv)
+{
+    return SetSizingAttribute(x, "channels", x->channels, argc, argv);
+}
+
+t_max_err SetBufferSize(Sfplay* x, t_object* /*attr*/, long argc, t_atom* argv)
+{
+    return SetSizingAttribute(x, "buffersize", x->buffersize, argc, argv);
+}
+
+// offsetof on a record that extends the binding's: every compiler we build
+// with lays the base first, as the record's comment says.
+#if defined(__GNUC__)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Winvalid-offsetof"
+#endif
+constexpr long initwithOffset = long(offsetof(Sfplay, initwith));
+constexpr long mcOffset = long(offsetof(Sfplay, mc));
+constexpr long channelsOffset = long(offsetof(Sfplay, channels));
+constexpr long buffersizeOffset = long(offsetof(Sfplay, buffersize));
+static_assert(offsetof(Sfplay, header) == 0);
+static_assert(offsetof(Sfplay, latencyListener) < offsetof(Sfplay, playerListener)
+              && offsetof(Sfplay, playerListener) < offsetof(Sfplay, channels)
+              && offsetof(Sfplay, channels) < offsetof(Sfplay, buffersize));
+#if defined(__GNUC__)
+#pragma GCC diagnostic pop
+#endif
+
+/** The attribute's own type, as Max tells it ("gettype"). */
+t_symbol* AttributeType(t_object* attr, const char* fallback)
+{
+    void* type = object_method_imp(attr, gensym("gettype"), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                   nullptr, nullptr);
+    return type != nullptr ? static_cast<t_symbol*>(type) : gensym(fallback);
+}
+
+t_object* AddAttribute(t_class* c, const char* name, const char* type, long flags, method setter, long offset)
+{
+    t_object* attr = attr_offset_new(name, gensym(type), flags, nullptr, setter, offset);
+    class_addattr(c, attr);
+    return attr;
+}
+
+void AddDefault(t_class* c, t_object* attr, const char* name, const char* type, const char* value)
+{
+    class_attr_addattr_parse(c, name, "default", AttributeType(attr, type), attributeFlags, value);
+}
+
+// ---------------------------------------------------------------------------
+// Playback messages: deferred to the main thread, where files are opened and
+// the transport moves.
+
+void DeferredInt(Sfplay* x, t_symbol* /*s*/, short argc, t_atom* argv)
+{
+    const bool start = argc > 0 && argv != nullptr && atom_getlong(argv) != 0;
+    x->ProcessOscMessage(kel::OscMessage(start ? "/start" : "/stop"));
+}
+
+void IntMethod(Sfplay* x, t_atom_long value)
+{
+    t_atom atom{};
+    atom_setlong(&atom, value);
+    defer_medium(x, maxmsp::AsMethod(&DeferredInt), gensym("int"), 1, &atom);
+}
+
+void StartMethod(Sfplay* x)
+{
+    IntMethod(x, 1);
+}
+
+void StopMethod(Sfplay* x)
+{
+    IntMethod(x, 0);
+}
+
+void DeferredOpen(Sfplay* x, t_symbol* s, short argc, t_atom* argv)
+{
+    try
+    {
+        // "/load" and "/file" are "/open"; without a file name the player
+        // asks the console for Max's file chooser.
+        kel::OscMessage message = maxmsp::CreateOscMessage(AsObject(x), s, argc, argv);
+        message.setAddressPattern(OpenAddress());
+        x->ProcessOscMessage(message);
+    }
+    catch (...)
+    {
+        maxmsp::PostCurrentException(AsObject(x));
+    }
+}
+
+void OpenMethod(Sfplay* x, t_symbol* s, long argc, t_atom* argv)
+{
+    defer_medium(x, maxmsp::AsMethod(&DeferredOpen), s, short(argc), argv);
+}
+
+void InfoMethod(Sfplay* x)
+{
+    try
+    {
+        x->console->getReports().Deliver();
+        maxmsp::PostLines(AsObject(x), x->processor->getInformation());
+    }
+    catch (...)
+    {
+        maxmsp::PostCurrentException(AsObject(x));
+    }
+}
+
+long MultichannelOutputs(Sfplay* x, long index)
+{
+    if (x->mc == 0)
+        return 1;
+    switch (index)
+    {
+        case 0:
+            return long(x->numOutputs) - 1;
+        case 1:
+            return 1;
+        default:
+            return 0;
+    }
+}
+
+// ---------------------------------------------------------------------------
+// Life
+
+/** The initwith text: OSC messages in text form separated by ",", run in
+    order as if received. */
+void RunInitwith(Sfplay* x)
+{
+    if (x->initwith == nullptr || x->initwith->s_name == nullptr)
+        return;
+    const std::string_view text(x->initwith->s_name);
+    std::size_t start = 0;
+    while (start <= text.size())
+    {
+        const std::size_t comma = std::min(text.find(',', start), text.size());
+        const std::string_view piece = text.substr(start, comma - start);
+        if (piece.find_first_not_of(" \t\r\n") != std::string_view::npos)
+        {
+            try
+            {
+                x->ProcessOscMessage(kel::OscMessage::CreateFromText(piece), kel::MessageFlag::fromInitialisation);
+            }
+            catch (...)
+            {
+                maxmsp::PostCurrentException(AsObject(x));
+            }
+        }
+        start = comma + 1;
+    }
+}
+
+void FreeSfplay(Sfplay* x)
+{
+    if (x->playerListener != nullptr)
+    {
+        if (x->processor != nullptr)
+            x->processor->RemoveListener(x->playerListener);
+        delete x->playerListener;
+        x->playerListener = nullptr;
+    }
+    x->FreeGeneric();
+}
+
+void* NewSfplay(t_symbol* /*s*/, long argc, t_atom* argv)
+{
+    auto* x = static_cast<Sfplay*>(object_alloc(sfplayClass));
+    if (x == nullptr)
+        return nullptr;
+    try
+    {
+        // Max does not apply attribute defaults to a new object.
+        x->channels = 1;
+        x->buffersize = 480000;
+        x->initwith = gensym("");
+        maxmsp::dictionary_process_partial(AsObject(x), argc, argv, {"channels", "buffersize"});
+
+        x->processor = new kel::AudioFilePlayer(std::uint32_t(x->channels), std::uint64_t(x->buffersize));
+        if (x->processor == nullptr)
+            throw kel::Exception("Couldn't create object", KEL_HERE);
+        x->Initialize();
+
+        attr_args_process(x, short(maxmsp::CountArgumentsWithoutDictionary(argc, argv)), argv);
+        if (t_dictionary* dictionary = argc > 0 ? object_dictionaryarg(argc, argv) : nullptr)
+            attr_dictionary_process(x, dictionary);
+
+        x->CreateDumpOutlet();
+        x->PrepareWithHostSettings();
+        x->CreateSignalInletsAndOutlets();
+
+        x->playerListener = new SfplayListener(x);
+        x->processor->AddListener(x->playerListener);
+
+        x->processor->setInitialising(true);
+        RunInitwith(x);
+        x->processor->setInitialising(false);
+        return x;
+    }
+    catch (...)
+    {
+        maxmsp::PostCurrentException(AsObject(x));
+        object_free(x);
+        return nullptr;
+    }
+}
+
+void AddMethod(t_class* c, method function, const char* name, long type)
+{
+    maxmsp::AddMethod(c, function, name, type);
+}
+
+void RegisterClass()
+{
+    if (sfplayClass != nullptr)
+        return;
+    using maxmsp::AsMethod;
+    maxmsp::InitialiseHost();
+
+    t_class* c = class_new("auvo5.sfplay~", AsMethod(&NewSfplay), AsMethod(&FreeSfplay), long(sizeof(Sfplay)),
+                           nullptr, A_GIMME, 0);
+    c->c_flags |= CLASS_FLAG_NEWDICTIONARY;
+
+    AddMethod(c, AsMethod(&MultichannelOutputs), "multichanneloutputs", A_NOTHING);
+    maxmsp::AddGenericMethods<kel::AudioFilePlayer>(c);
+    class_dspinit(c);
+
+    for (const char* name : {"/open", "/load", "/file"})
+        AddMethod(c, AsMethod(&OpenMethod), name, A_GIMME);
+    AddMethod(c, AsMethod(&IntMethod), "int", A_LONG);
+    AddMethod(c, AsMethod(&InfoMethod), "/info", A_NOTHING);
+    AddMethod(c, AsMethod(&StartMethod), "/start", A_NOTHING);
+    AddMethod(c, AsMethod(&StopMethod), "/stop", A_NOTHING);
+
+    t_object* channels = AddAttribute(c, "channels", "long", attributeFlags, AsMethod(&SetChannels), channelsOffset);
+    attr_addfilter_clip(channels, 1, 8192, 1, 1);
+    AddDefault(c, channels, "channels", "long", "1");
+    t_object* buffersize =
+        AddAttribute(c, "buffersize", "long", attributeFlags, AsMethod(&SetBufferSize), buffersizeOffset);
+    attr_addfilter_clip(buffersize, 192000, 2880000, 1, 1);
+    AddDefault(c, buffersize, "buffersize", "long", "480000");
+
+    t_object* initwith = AddAttribute(c, "initwith", "symbol", readOnlyFlags, nullptr, initwithOffset);
+    AddDefault(c, initwith, "initwith", "symbol", "");
+
+    if (maxmsp::IsHostMultichannel())
+    {
+        t_object* mc = AddAttribute(c, "mc", "long", readOnlyFlags, nullptr, mcOffset);
+        attr_addfilter_clip(mc, 0, 1, 1, 1);
+        class_attr_addattr_parse(c, "mc", "style", gensym("symbol"), attributeFlags, "onoff");
+        AddDefault(c, mc, "mc", "long", "0");
+    }
+
+    class_parameter_init(c);
+    if (class_register(CLASS_BOX, c) != MAX_ERR_NONE)
+        object_error(nullptr, "error in when registering class");
+    sfplayClass = c;
+}
+
+} // namespace
+
+extern "C" {
+
+C74_EXPORT void ext_main(void* /*resources*/)
+{
+    RegisterClass();
+}
+
+/** The entry of hosts older than Max 6.1.9. */
+C74_EXPORT int main(void)
+{
+    RegisterClass();
+    return 0;
+}
+
+}

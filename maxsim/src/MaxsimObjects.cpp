@@ -1,0 +1,353 @@
+// Classes, object lifetime and untyped method calls (object_method).
+#include "MaxsimObjects.h"
+
+#include <cstdarg>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <unordered_map>
+
+#include "MaxsimAttributes.h"
+#include "MaxsimHooks.h"
+#include "MaxsimOutlets.h"
+
+namespace maxsim
+{
+namespace
+{
+
+struct Registry
+{
+    std::mutex mutex;
+    std::unordered_map<const void*, std::unique_ptr<ObjectInfo>> objects;
+    std::map<t_symbol*, std::map<t_symbol*, ClassRecord*>> namespaces;
+    ClassRecord* pendingClass = nullptr;
+    long pendingBox = 0;
+};
+
+// Never destroyed: externals may still call in while the process exits.
+Registry& registry()
+{
+    static Registry* instance = new Registry;
+    return *instance;
+}
+
+std::vector<short> readTypes(int first, va_list args)
+{
+    std::vector<short> types;
+    for (int type = first; type != A_NOTHING; type = va_arg(args, int))
+        types.push_back(static_cast<short>(type));
+    return types;
+}
+
+ClassRecord* makeClass(const char* name, method newFunction, method freeFunction, long size)
+{
+    auto* cls = new ClassRecord;
+    std::memset(static_cast<t_class*>(cls), 0, sizeof(t_class));
+    cls->c_sym = gensym(name);
+    cls->c_freefun = freeFunction;
+    cls->c_size = static_cast<t_getbytes_size>(size);
+    cls->c_filename = gensym(name);
+    cls->header[0].m_sym = reinterpret_cast<t_symbol*>(static_cast<t_class*>(cls));
+    cls->c_messlist = cls->header + 1;
+    cls->newFunction = newFunction;
+    return cls;
+}
+
+struct Slot
+{
+    bool isFloat;
+    void* word;
+    double real;
+};
+
+// One instantiation per sequence of integer-class and floating-point
+// arguments, so every call has the callee's exact parameter types.
+template <typename... A>
+void* invoke(method fn, const Slot* slots, std::size_t n, A... acc)
+{
+    if constexpr (sizeof...(A) >= 8)
+    {
+        return reinterpret_cast<void* (*)(A...)>(fn)(acc...);
+    }
+    else
+    {
+        if (n == 0)
+            return reinterpret_cast<void* (*)(A...)>(fn)(acc...);
+        if (slots->isFloat)
+            return invoke(fn, slots + 1, n - 1, acc..., slots->real);
+        return invoke(fn, slots + 1, n - 1, acc..., slots->word);
+    }
+}
+
+bool toSlots(const std::vector<short>& types, long argc, const t_atom* argv, std::vector<Slot>& slots)
+{
+    for (std::size_t i = 0; i < types.size(); ++i)
+    {
+        const t_atom* a = static_cast<long>(i) < argc ? argv + i : nullptr;
+        Slot slot {false, nullptr, 0.0};
+        switch (types[i])
+        {
+        case A_LONG:
+        case A_DEFLONG:
+            if (a && a->a_type != A_LONG && a->a_type != A_FLOAT)
+                return false;
+            slot.word = reinterpret_cast<void*>(static_cast<intptr_t>(a ? atom_getlong(a) : 0));
+            break;
+        case A_FLOAT:
+        case A_DEFFLOAT:
+            if (a && a->a_type != A_LONG && a->a_type != A_FLOAT)
+                return false;
+            slot.isFloat = true;
+            slot.real = a ? atom_getfloat(a) : 0.0;
+            break;
+        case A_SYM:
+        case A_DEFSYM:
+            if (a && a->a_type != A_SYM)
+                return false;
+            slot.word = a ? a->a_w.w_sym : gensym("");
+            break;
+        case A_OBJ:
+            slot.word = a && a->a_type == A_OBJ ? a->a_w.w_obj : nullptr;
+            break;
+        default:
+            return false;
+        }
+        slots.push_back(slot);
+    }
+    return true;
+}
+
+}  // namespace
+
+const MethodEntry* ClassRecord::findMethod(t_symbol* name) const
+{
+    for (const MethodEntry& m : methods)
+        if (m.name == name)
+            return &m;
+    return nullptr;
+}
+
+AttrRecord* ClassRecord::findAttribute(t_symbol* name) const
+{
+    for (AttrRecord* a : attributes)
+        if (a->name == name)
+            return a;
+    return nullptr;
+}
+
+ClassRecord* ClassOf(const void* object)
+{
+    auto* o = static_cast<const t_object*>(object);
+    if (!o || o->o_magic != MAGIC || !o->o_messlist)
+        return nullptr;
+    return static_cast<ClassRecord*>(reinterpret_cast<t_class*>(o->o_messlist[-1].m_sym));
+}
+
+ObjectInfo* FindObject(const void* object)
+{
+    Registry& r = registry();
+    std::lock_guard<std::mutex> lock(r.mutex);
+    auto it = r.objects.find(object);
+    return it == r.objects.end() ? nullptr : it->second.get();
+}
+
+std::string BoxLabel(const void* object)
+{
+    ObjectInfo* info = object ? FindObject(object) : nullptr;
+    long box = info ? info->box.load() : 0;
+    return box > 0 ? std::to_string(box) : std::string("-");
+}
+
+ClassRecord* NewKernelClass(const char* name, std::function<void(t_object*)> release)
+{
+    ClassRecord* cls = makeClass(name, nullptr, nullptr, sizeof(t_object));
+    cls->release = std::move(release);
+    return cls;
+}
+
+void AddKernelMethod(ClassRecord* cls, const char* name, method fn)
+{
+    cls->methods.push_back({gensym(name), fn, {A_CANT}});
+}
+
+void AdoptObject(t_object* object, ClassRecord* cls)
+{
+    object->o_messlist = cls->header + 1;
+    object->o_magic = MAGIC;
+    auto info = std::make_unique<ObjectInfo>();
+    info->cls = cls;
+    Registry& r = registry();
+    std::lock_guard<std::mutex> lock(r.mutex);
+    if (r.pendingClass == cls && r.pendingBox > 0)
+    {
+        info->box = r.pendingBox;
+        r.pendingClass = nullptr;
+        r.pendingBox = 0;
+    }
+    r.objects[object] = std::move(info);
+}
+
+void SetPendingBox(ClassRecord* cls, long box)
+{
+    Registry& r = registry();
+    std::lock_guard<std::mutex> lock(r.mutex);
+    r.pendingClass = cls;
+    r.pendingBox = box;
+}
+
+t_class* FindBoxClass(t_symbol* name)
+{
+    Registry& r = registry();
+    std::lock_guard<std::mutex> lock(r.mutex);
+    auto& boxes = r.namespaces[gensym("box")];
+    auto it = boxes.find(name);
+    return it == boxes.end() ? nullptr : it->second;
+}
+
+t_object* Construct(ClassRecord* cls, long argc, t_atom* argv)
+{
+    if (!cls->newFunction)
+        return nullptr;
+    if (cls->newTypes.size() == 1 && cls->newTypes[0] == A_GIMME)
+        return static_cast<t_object*>(
+            reinterpret_cast<void* (*)(t_symbol*, long, t_atom*)>(cls->newFunction)(cls->c_sym, argc, argv));
+    std::vector<Slot> slots;
+    if (cls->newTypes.size() > MSG_MAXARG || !toSlots(cls->newTypes, argc, argv, slots))
+        return nullptr;
+    return static_cast<t_object*>(invoke(cls->newFunction, slots.data(), slots.size()));
+}
+
+void* CallTyped(method fn, void* object, const std::vector<short>& types, long argc, const t_atom* argv)
+{
+    std::vector<Slot> slots {{false, object, 0.0}};
+    if (types.size() > MSG_MAXARG || !toSlots(types, argc, argv, slots))
+        return reinterpret_cast<void*>(-1);
+    return invoke(fn, slots.data(), slots.size());
+}
+
+}  // namespace maxsim
+
+using namespace maxsim;
+
+extern "C" {
+
+t_class* class_new(const char* name, const method newFunction, const method freeFunction, long size, const method,
+                   short type, ...)
+{
+    ClassRecord* cls = makeClass(name, newFunction, freeFunction, size);
+    va_list args;
+    va_start(args, type);
+    cls->newTypes = readTypes(type, args);
+    va_end(args);
+    return cls;
+}
+
+t_max_err class_addmethod(t_class* c, const method fn, const char* name, ...)
+{
+    if (!c || !name)
+        return MAX_ERR_INVALID_PTR;
+    auto* cls = static_cast<ClassRecord*>(c);
+    va_list args;
+    va_start(args, name);
+    int first = va_arg(args, int);
+    MethodEntry entry {gensym(name), fn, readTypes(first, args)};
+    va_end(args);
+    // A later registration of the same name replaces the earlier one.
+    for (MethodEntry& m : cls->methods)
+        if (m.name == entry.name)
+        {
+            m = std::move(entry);
+            return MAX_ERR_NONE;
+        }
+    cls->methods.push_back(std::move(entry));
+    cls->c_messcount = static_cast<long>(cls->methods.size());
+    return MAX_ERR_NONE;
+}
+
+t_max_err class_register(t_symbol* nameSpace, t_class* c)
+{
+    if (!nameSpace || !c)
+        return MAX_ERR_INVALID_PTR;
+    Registry& r = registry();
+    std::lock_guard<std::mutex> lock(r.mutex);
+    auto& classes = r.namespaces[nameSpace];
+    if (classes.count(c->c_sym))
+        return MAX_ERR_DUPLICATE;
+    classes[c->c_sym] = static_cast<ClassRecord*>(c);
+    c->c_flags |= CLASS_FLAG_REGISTERED;
+    if (nameSpace == gensym("box"))
+        c->c_flags |= CLASS_FLAG_BOX;
+    return MAX_ERR_NONE;
+}
+
+t_symbol* class_nameget(t_class* c) { return c ? c->c_sym : nullptr; }
+
+void* object_alloc(t_class* c)
+{
+    if (!c)
+        return nullptr;
+    auto* cls = static_cast<ClassRecord*>(c);
+    std::size_t size = std::max<std::size_t>(c->c_size, sizeof(t_object));
+    void* memory = (c->c_flags & CLASS_FLAG_DO_NOT_ZERO) ? std::malloc(size) : std::calloc(1, size);
+    if (!memory)
+        return nullptr;
+    auto* object = static_cast<t_object*>(memory);
+    object->o_inlet = nullptr;
+    object->o_outlet = nullptr;
+    AdoptObject(object, cls);
+    return object;
+}
+
+t_max_err object_free(void* x)
+{
+    ObjectInfo* info = x ? FindObject(x) : nullptr;
+    if (!info)
+        return MAX_ERR_INVALID_PTR;
+    ClassRecord* cls = info->cls;
+    BeforeObjectFree(static_cast<t_object*>(x));
+    if (cls->c_freefun)
+        reinterpret_cast<void (*)(void*)>(cls->c_freefun)(x);
+    AfterObjectFree(static_cast<t_object*>(x));
+    if (info->boxDictionary)
+        object_free(info->boxDictionary);
+    std::unique_ptr<ObjectInfo> released;
+    {
+        Registry& r = registry();
+        std::lock_guard<std::mutex> lock(r.mutex);
+        auto it = r.objects.find(x);
+        released = std::move(it->second);
+        r.objects.erase(it);
+    }
+    ReleaseOutlets(*released);
+    static_cast<t_object*>(x)->o_magic = 0;
+    if (cls->release)
+        cls->release(static_cast<t_object*>(x));
+    else
+        std::free(x);
+    return MAX_ERR_NONE;
+}
+
+void freeobject(void* x) { object_free(x); }
+
+t_symbol* object_classname(void* x)
+{
+    ClassRecord* cls = ClassOf(x);
+    return cls ? cls->c_sym : nullptr;
+}
+
+void* object_method_imp(void* x, void* s, void* a1, void* a2, void* a3, void* a4, void* a5, void* a6, void* a7,
+                        void* a8)
+{
+    ClassRecord* cls = ClassOf(x);
+    const MethodEntry* m = cls ? cls->findMethod(static_cast<t_symbol*>(s)) : nullptr;
+    if (!m || !m->fn)
+        return nullptr;
+    using Untyped = void* (*)(void*, void*, void*, void*, void*, void*, void*, void*, void*);
+    return reinterpret_cast<Untyped>(m->fn)(x, a1, a2, a3, a4, a5, a6, a7, a8);
+}
+
+}  // extern "C"
+
+// Parameter-enabled classes: the simulator has no parameter system to join.
+extern "C" t_max_err class_parameter_init(t_class* c) { return c ? MAX_ERR_NONE : MAX_ERR_INVALID_PTR; }

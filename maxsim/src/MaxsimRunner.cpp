@@ -1,0 +1,400 @@
+// Runs a script against one external: boxes numbered from 1 in creation
+// order, messages from the main or the scheduler thread, DSP, time, files.
+// After each command the main thread serves its queue. At the end the
+// remaining boxes are freed in creation order.
+#include "MaxsimRunner.h"
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <functional>
+#include <iostream>
+#include <map>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+#include "MaxsimAtoms.h"
+#include "MaxsimAttributes.h"
+#include "MaxsimConsole.h"
+#include "MaxsimDictionary.h"
+#include "MaxsimDispatch.h"
+#include "MaxsimDspChain.h"
+#include "MaxsimLoader.h"
+#include "MaxsimObjects.h"
+#include "MaxsimPaths.h"
+#include "MaxsimScheduler.h"
+#include "MaxsimScript.h"
+
+namespace maxsim
+{
+namespace
+{
+
+struct ScriptError : std::runtime_error
+{
+    using std::runtime_error::runtime_error;
+};
+
+double number(const t_atom& a, const char* what)
+{
+    if (a.a_type != A_LONG && a.a_type != A_FLOAT)
+        throw ScriptError(std::string(what) + " must be a number, not " + FormatAtom(a));
+    return atom_getfloat(&a);
+}
+
+std::string text(const t_atom& a) { return a.a_type == A_SYM ? a.a_w.w_sym->s_name : FormatAtom(a); }
+
+class Runner
+{
+public:
+    explicit Runner(std::string external) : external(std::move(external)) {}
+
+    int Run(std::istream& in, const std::string& scriptName)
+    {
+        SetMainThread();
+        ScriptLine line;
+        int lineNumber = 0;
+        std::string error;
+        int status = 0;
+        while (ReadScriptLine(in, line, lineNumber, error))
+        {
+            try
+            {
+                if (!error.empty())
+                    throw ScriptError(error);
+                ParsedAtoms parsed = ParseAtoms(line.rest);
+                if (!parsed.error.empty())
+                    throw ScriptError(parsed.error);
+                execute(line, parsed.atoms);
+                ServeAll();
+            }
+            catch (const ScriptError& e)
+            {
+                std::fflush(stdout);
+                std::cerr << "maxsim: " << scriptName << ":" << line.number << ": " << e.what() << std::endl;
+                status = 2;
+                break;
+            }
+        }
+        finish();
+        return status;
+    }
+
+private:
+    using Command = void (Runner::*)(const ScriptLine&, std::vector<t_atom>&);
+
+    void execute(const ScriptLine& line, std::vector<t_atom>& atoms)
+    {
+        static const std::map<std::string, Command> commands {
+            {"new", &Runner::doNew},           {"dict", &Runner::doDict},
+            {"send", &Runner::doSend},         {"sched", &Runner::doSched},
+            {"packet", &Runner::doPacket},     {"dsp", &Runner::doDsp},
+            {"inputchannels", &Runner::doInputChannels},
+            {"run", &Runner::doRun},           {"wait", &Runner::doWait},
+            {"speed", &Runner::doSpeed},       {"free", &Runner::doFree},
+            {"maxversion", &Runner::doMaxVersion},
+            {"searchpath", &Runner::doSearchPath},
+            {"dialog", &Runner::doDialog},     {"record", &Runner::doRecord},
+            {"stoprecord", &Runner::doStopRecord},
+            {"classinfo", &Runner::doClassInfo},
+        };
+        auto it = commands.find(line.command);
+        if (it == commands.end())
+            throw ScriptError("unknown command \"" + line.command + "\"");
+        (this->*(it->second))(line, atoms);
+    }
+
+    static void need(const std::vector<t_atom>& atoms, std::size_t n, const char* usage)
+    {
+        if (atoms.size() < n)
+            throw ScriptError(std::string("usage: ") + usage);
+    }
+
+    t_object* box(const t_atom& a)
+    {
+        const long n = a.a_type == A_LONG ? static_cast<long>(a.a_w.w_long) : 0;
+        if (n < 1 || n > static_cast<long>(boxes.size()) || !boxes[static_cast<std::size_t>(n - 1)])
+            throw ScriptError("no box " + FormatAtom(a));
+        return boxes[static_cast<std::size_t>(n - 1)];
+    }
+
+    ClassRecord* findClass(t_symbol* name)
+    {
+        t_class* c = FindBoxClass(name);
+        if (!c && !loaded)
+        {
+            loaded = true;
+            const std::string error = LoadExternal(external);
+            if (!error.empty())
+                throw ScriptError(error);
+            c = FindBoxClass(name);
+        }
+        return static_cast<ClassRecord*>(c);
+    }
+
+    void doNew(const ScriptLine&, std::vector<t_atom>& atoms)
+    {
+        need(atoms, 1, "new CLASS ARGS...");
+        const std::string name = text(atoms[0]);
+        std::vector<DictionaryEntry> entries = std::move(pendingDictionary);
+        pendingDictionary.clear();
+        ClassRecord* cls = findClass(gensym(name.c_str()));
+        if (!cls)
+        {
+            EmitLine("error - could not create " + name);
+            return;
+        }
+        std::vector<t_atom> args(atoms.begin() + 1, atoms.end());
+        t_dictionary* dictionary = nullptr;
+        if (cls->c_flags & CLASS_FLAG_NEWDICTIONARY)
+        {
+            dictionary = NewDictionary(std::move(entries));
+            t_atom a {};
+            a.a_type = A_OBJ;
+            a.a_w.w_obj = reinterpret_cast<t_object*>(dictionary);
+            args.push_back(a);
+        }
+        const long number = static_cast<long>(boxes.size()) + 1;
+        SetPendingBox(cls, number);
+        t_object* x = Construct(cls, static_cast<long>(args.size()), args.data());
+        SetPendingBox(nullptr, 0);
+        ObjectInfo* info = x ? FindObject(x) : nullptr;
+        if (!info)
+        {
+            if (dictionary)
+                object_free(dictionary);
+            EmitLine("error - could not create " + name);
+            return;
+        }
+        info->box = number;
+        info->boxDictionary = reinterpret_cast<t_object*>(dictionary);
+        boxes.push_back(x);
+        if (cls->dsp)
+            DspRecompile(boxes);
+    }
+
+    void doDict(const ScriptLine&, std::vector<t_atom>& atoms)
+    {
+        need(atoms, 1, "dict KEY ATOMS...");
+        pendingDictionary.emplace_back(gensym(text(atoms[0]).c_str()), std::vector<t_atom>(atoms.begin() + 1, atoms.end()));
+    }
+
+    // The message a script's atoms make: a number first makes int, float or list.
+    static void message(std::vector<t_atom>& atoms, std::size_t first, t_symbol*& selector, std::vector<t_atom>& args)
+    {
+        const t_atom& head = atoms[first];
+        if (head.a_type == A_SYM)
+        {
+            selector = head.a_w.w_sym;
+            args.assign(atoms.begin() + static_cast<long>(first) + 1, atoms.end());
+            return;
+        }
+        if (head.a_type != A_LONG && head.a_type != A_FLOAT)
+            throw ScriptError("a message cannot begin with " + FormatAtom(head));
+        args.assign(atoms.begin() + static_cast<long>(first), atoms.end());
+        selector = args.size() > 1 ? gensym("list") : gensym(head.a_type == A_LONG ? "int" : "float");
+    }
+
+    void doSend(const ScriptLine&, std::vector<t_atom>& atoms)
+    {
+        need(atoms, 2, "send BOX SELECTOR ATOMS...");
+        t_object* x = box(atoms[0]);
+        t_symbol* selector;
+        std::vector<t_atom> args;
+        message(atoms, 1, selector, args);
+        SendMessage(x, selector, static_cast<long>(args.size()), args.data());
+    }
+
+    void doSched(const ScriptLine&, std::vector<t_atom>& atoms)
+    {
+        need(atoms, 2, "sched BOX SELECTOR ATOMS...");
+        t_object* x = box(atoms[0]);
+        t_symbol* selector;
+        std::vector<t_atom> args;
+        message(atoms, 1, selector, args);
+        std::thread scheduler([&] { SendMessage(x, selector, static_cast<long>(args.size()), args.data()); });
+        scheduler.join();
+    }
+
+    void doPacket(const ScriptLine& line, std::vector<t_atom>& atoms)
+    {
+        need(atoms, 1, "packet BOX HEXBYTES");
+        t_object* x = box(atoms[0]);
+        std::string hex;
+        const std::size_t space = line.rest.find_first_of(" \t");
+        for (char c : space == std::string::npos ? std::string() : line.rest.substr(space))
+            if (!std::isspace(static_cast<unsigned char>(c)))
+                hex += c;
+        if (hex.size() % 2 != 0 || hex.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos)
+            throw ScriptError("packet bytes must be pairs of hexadecimal digits");
+        std::vector<unsigned char> bytes;
+        for (std::size_t i = 0; i < hex.size(); i += 2)
+            bytes.push_back(static_cast<unsigned char>(std::stoul(hex.substr(i, 2), nullptr, 16)));
+        t_atom args[2];
+        atom_setlong(&args[0], static_cast<t_atom_long>(bytes.size()));
+        atom_setlong(&args[1], static_cast<t_atom_long>(reinterpret_cast<intptr_t>(bytes.data())));
+        SendMessage(x, gensym("FullPacket"), 2, args);
+    }
+
+    void doDsp(const ScriptLine&, std::vector<t_atom>& atoms)
+    {
+        need(atoms, 1, "dsp on [SR [VS]] | dsp off");
+        const std::string what = text(atoms[0]);
+        if (what == "off")
+            DspStop();
+        else if (what == "on")
+        {
+            const double sr = atoms.size() > 1 ? number(atoms[1], "the sample rate") : 48000.0;
+            const double vs = atoms.size() > 2 ? number(atoms[2], "the vector size") : 64.0;
+            if (sr <= 0.0 || vs < 1.0 || vs > 8192.0)
+                throw ScriptError("bad sample rate or vector size");
+            DspStart(sr, static_cast<long>(vs), boxes);
+        }
+        else
+            throw ScriptError("usage: dsp on [SR [VS]] | dsp off");
+    }
+
+    void doInputChannels(const ScriptLine&, std::vector<t_atom>& atoms)
+    {
+        need(atoms, 3, "inputchannels BOX INLET N");
+        SetInputChannels(box(atoms[0]), static_cast<long>(number(atoms[1], "the inlet")),
+                         static_cast<long>(number(atoms[2], "the channel count")));
+    }
+
+    void doRun(const ScriptLine&, std::vector<t_atom>& atoms)
+    {
+        need(atoms, 1, "run MS");
+        RunAudio(number(atoms[0], "the duration"), speed);
+    }
+
+    void doWait(const ScriptLine&, std::vector<t_atom>& atoms)
+    {
+        need(atoms, 1, "wait MS");
+        ServeFor(number(atoms[0], "the duration"));
+    }
+
+    void doSpeed(const ScriptLine&, std::vector<t_atom>& atoms)
+    {
+        need(atoms, 1, "speed X");
+        speed = number(atoms[0], "the speed");
+        if (speed < 0.0)
+            throw ScriptError("the speed cannot be negative");
+    }
+
+    void doFree(const ScriptLine&, std::vector<t_atom>& atoms)
+    {
+        need(atoms, 1, "free BOX");
+        t_object* x = box(atoms[0]);
+        boxes[static_cast<std::size_t>(atoms[0].a_w.w_long - 1)] = nullptr;
+        RemoveFromChain(x);
+        object_free(x);
+    }
+
+    void doMaxVersion(const ScriptLine&, std::vector<t_atom>& atoms)
+    {
+        need(atoms, 1, "maxversion HEX");
+        const std::string hex = text(atoms[0]);
+        char* end = nullptr;
+        const long v = std::strtol(hex.c_str(), &end, 16);
+        if (!end || *end)
+            throw ScriptError("maxversion takes a hexadecimal number");
+        SetMaxVersion(static_cast<short>(v));
+    }
+
+    void doSearchPath(const ScriptLine&, std::vector<t_atom>& atoms)
+    {
+        need(atoms, 1, "searchpath DIR");
+        AddSearchPath(text(atoms[0]));
+    }
+
+    void doDialog(const ScriptLine&, std::vector<t_atom>& atoms)
+    {
+        need(atoms, 1, "dialog PATH | dialog cancel");
+        const std::string answer = text(atoms[0]);
+        SetDialogAnswer(answer == "cancel" ? std::string() : answer);
+    }
+
+    void doRecord(const ScriptLine&, std::vector<t_atom>& atoms)
+    {
+        need(atoms, 2, "record BOX FILE.wav");
+        SetRecording(box(atoms[0]), text(atoms[1]));
+    }
+
+    void doStopRecord(const ScriptLine&, std::vector<t_atom>& atoms)
+    {
+        need(atoms, 1, "stoprecord BOX");
+        SetRecording(box(atoms[0]), std::string());
+    }
+
+    void doClassInfo(const ScriptLine&, std::vector<t_atom>& atoms)
+    {
+        need(atoms, 1, "classinfo CLASS");
+        const std::string name = text(atoms[0]);
+        ClassRecord* cls = findClass(gensym(name.c_str()));
+        if (!cls)
+        {
+            EmitLine("error - no class " + name);
+            return;
+        }
+        char flags[32];
+        std::snprintf(flags, sizeof flags, "0x%lx", static_cast<unsigned long>(cls->c_flags));
+        EmitLine("class " + name + " flags " + flags);
+        for (const MethodEntry& m : cls->methods)
+        {
+            std::string line = std::string("method ") + m.name->s_name;
+            for (short t : m.types)
+            {
+                line += ' ';
+                line += std::to_string(t);
+            }
+            EmitLine(line);
+        }
+        for (const AttrRecord* a : cls->attributes)
+            EmitLine(DescribeAttribute(a));
+    }
+
+    void finish()
+    {
+        ServeAll();
+        DspStop();
+        StopAllRecordings();
+        for (t_object*& x : boxes)
+            if (x)
+            {
+                object_free(x);
+                x = nullptr;
+            }
+        ServeAll();
+    }
+
+    std::string external;
+    bool loaded = false;
+    double speed = 1.0;
+    std::vector<t_object*> boxes;
+    std::vector<DictionaryEntry> pendingDictionary;
+};
+
+}  // namespace
+
+int RunMain(int argc, char** argv)
+{
+    if (argc < 2 || argc > 3)
+    {
+        std::cerr << "usage: maxsim EXTERNAL [SCRIPT]   (the script is read from stdin when absent)" << std::endl;
+        return 2;
+    }
+    Runner runner(argv[1]);
+    if (argc == 2)
+        return runner.Run(std::cin, "stdin");
+    std::ifstream script(argv[2]);
+    if (!script)
+    {
+        std::cerr << "maxsim: cannot read " << argv[2] << std::endl;
+        return 2;
+    }
+    return runner.Run(script, argv[2]);
+}
+
+}  // namespace maxsim
