@@ -237,7 +237,16 @@ t_class* class_new(const char* name, const method newFunction, const method free
 {
     ClassRecord* cls = makeClass(name, newFunction, freeFunction, size);
     va_list args;
+    // The SDK gives the last named parameter the type short; every 64-bit ABI
+    // passes it in a full slot, so the variadic part is found all the same.
+#if defined(__clang__)
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wvarargs"
+#endif
     va_start(args, type);
+#if defined(__clang__)
+#pragma clang diagnostic pop
+#endif
     cls->newTypes = readTypes(type, args);
     va_end(args);
     return cls;
