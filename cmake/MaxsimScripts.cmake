@@ -16,11 +16,24 @@ function(maxsim_add_script_test name script external)
   endif()
   get_filename_component(script_abs "${script}" ABSOLUTE)
   string(REGEX REPLACE "\\.[^./]*$" ".expected" expected "${script_abs}")
+  # A cross build runs maxsim.exe under its emulator (Wine), every path it is
+  # given (arguments, MAXSIM_TMP, the ENV paths) in Windows form.
+  set(windows "")
+  if(WIN32 AND CMAKE_CROSSCOMPILING_EMULATOR)
+    foreach(item IN LISTS CMAKE_CROSSCOMPILING_EMULATOR)
+      list(APPEND windows "--emulator=${item}")
+    endforeach()
+    foreach(item IN LISTS arg_ENV)
+      if(item MATCHES "^([A-Za-z_0-9]+)=/")
+        list(APPEND windows --path-env ${CMAKE_MATCH_1})
+      endif()
+    endforeach()
+  endif()
   add_test(NAME ${name}
            COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/maxsim/tests/RunScript.py
                    --maxsim $<TARGET_FILE:maxsim> --external $<TARGET_FILE:${external}>
                    --script ${script_abs} --expected ${expected} --status ${arg_STATUS}
-                   --tmp ${CMAKE_CURRENT_BINARY_DIR}/maxsim-tmp/${name})
+                   --tmp ${CMAKE_CURRENT_BINARY_DIR}/maxsim-tmp/${name} ${windows})
   if(arg_ENV)
     set_tests_properties(${name} PROPERTIES ENVIRONMENT "${arg_ENV}")
   endif()

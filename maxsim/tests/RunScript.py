@@ -13,20 +13,33 @@ import subprocess
 import sys
 
 
+def windows_path(path):
+    """The path as a Windows program under Wine sees it: Wine's drive Z: is the root."""
+    return "Z:" + os.path.abspath(path).replace("/", "\\")
+
+
 def main():
     p = argparse.ArgumentParser()
     for option in ("--maxsim", "--external", "--script", "--expected", "--tmp"):
         p.add_argument(option, required=True)
     p.add_argument("--status", type=int, default=0)
+    # A Windows maxsim.exe: the command that runs it (Wine), one --emulator=ITEM
+    # per word, and the variables holding paths, given to it in Windows form.
+    p.add_argument("--emulator", action="append", default=[])
+    p.add_argument("--path-env", action="append", default=[])
     args = p.parse_args()
 
     shutil.rmtree(args.tmp, ignore_errors=True)
     os.makedirs(args.tmp)
-    env = dict(os.environ, MAXSIM_TMP=args.tmp)
+    native = windows_path if args.emulator else (lambda path: path)
+    env = dict(os.environ, MAXSIM_TMP=native(args.tmp))
+    for name in args.path_env:
+        if name in env:
+            env[name] = native(env[name])
     with open(args.script, encoding="utf-8") as f:
         ignored = [re.compile(m.group(1).strip()) for m in re.finditer(r"^\s*#\s*ignore:\s*(.+)$", f.read(), re.M)]
-    run = subprocess.run([args.maxsim, args.external, args.script], env=env, capture_output=True, text=True,
-                         timeout=300)
+    command = args.emulator + [args.maxsim, native(args.external), native(args.script)]
+    run = subprocess.run(command, env=env, capture_output=True, text=True, timeout=300)
     actual = [line for line in run.stdout.splitlines() if not any(r.search(line) for r in ignored)]
     with open(args.expected, encoding="utf-8") as f:
         expected = f.read().splitlines()
