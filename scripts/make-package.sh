@@ -13,6 +13,9 @@ mkdir -p "$OUT/externals" "$OUT/docs/refpages" "$OUT/help" "$OUT/media"
 version=$(sed -n 's/^project(auvo5_sfplay VERSION \([0-9.]*\).*/\1/p' "$ROOT/CMakeLists.txt")
 sed "s/@PROJECT_VERSION@/$version/" "$ROOT/package/package-info.json.in" >"$OUT/package-info.json"
 cp "$EXTERNAL" "$OUT/externals/"
+# Symbols are for debugging builds; the installed external goes without.
+strip_tool=x86_64-w64-mingw32-strip
+if command -v "$strip_tool" >/dev/null; then "$strip_tool" "$OUT/externals/$(basename "$EXTERNAL")"; fi
 cp "$ROOT/package/help/auvo5.sfplay~.maxhelp" "$OUT/help/"
 "$LINUX_BUILD/libnorvdsp/tests/auvo5-make-demo-file" "$OUT/media/auvo5-demo.wav" 4
 
