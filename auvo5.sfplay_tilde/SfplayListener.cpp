@@ -2,26 +2,12 @@
 
 #include "common/KelException.h"
 
-namespace {
-
-const kel::OscAddressPattern& ProgressAddress()
-{
-    static const kel::OscAddressPattern address("/progress");
-    return address;
-}
-
-const kel::OscAddressPattern& BufferingAddress()
-{
-    static const kel::OscAddressPattern address("/buffering");
-    return address;
-}
-
-} // namespace
-
 SfplayListener::SfplayListener(auvo_sfplay_t* object) : x(object)
 {
-    ProgressAddress();
-    BufferingAddress();
+    // Built here, on the main thread, so the audio thread's reports never
+    // construct (allocate) them.
+    kel::AudioFilePlayer::ProgressAddress();
+    kel::AudioFilePlayer::BufferingAddress();
 }
 
 maxmsp::DumpOutletReports* SfplayListener::reports() const noexcept
@@ -38,13 +24,13 @@ void SfplayListener::OnPlaybackEnded()
 void SfplayListener::OnProgress(double percent)
 {
     if (auto* r = reports())
-        r->SendValue(ProgressAddress(), percent);
+        r->SendValue(kel::AudioFilePlayer::ProgressAddress(), percent);
 }
 
 void SfplayListener::OnBuffering(double percent)
 {
     if (auto* r = reports())
-        r->SendValue(BufferingAddress(), percent);
+        r->SendValue(kel::AudioFilePlayer::BufferingAddress(), percent);
 }
 
 void SfplayListener::OnOscMessage(const kel::OscBundle& report)

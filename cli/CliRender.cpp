@@ -67,16 +67,6 @@ struct Options
     bool realtime = false;
 };
 
-const kel::OscAddressPattern& ProgressAddress()
-{
-    static const kel::OscAddressPattern address("/progress");
-    return address;
-}
-const kel::OscAddressPattern& BufferingAddress()
-{
-    static const kel::OscAddressPattern address("/buffering");
-    return address;
-}
 const kel::OscAddressPattern& OpenAddress()
 {
     static const kel::OscAddressPattern address("/open");
@@ -107,11 +97,11 @@ public:
     void OnProgress(double percent) override
     {
         lastProgress.store(percent, std::memory_order_relaxed);
-        printLine(kel::OscMessage(ProgressAddress()).AddFloat64(percent).toString());
+        printLine(kel::OscMessage(kel::AudioFilePlayer::ProgressAddress()).AddFloat64(percent).toString());
     }
     void OnBuffering(double percent) override
     {
-        printLine(kel::OscMessage(BufferingAddress()).AddFloat64(percent).toString());
+        printLine(kel::OscMessage(kel::AudioFilePlayer::BufferingAddress()).AddFloat64(percent).toString());
     }
     void OnOscMessage(const kel::OscBundle& report) override
     {

@@ -155,6 +155,10 @@ public:
     void Switch();
     /** Takes effect at the next block and the next disk pass. Any thread. */
     void SetLoop(bool shouldLoop) noexcept { loop.store(shouldLoop, std::memory_order_release); }
+    /** The addresses under which hosts report OnProgress and OnBuffering. */
+    static const OscAddressPattern& ProgressAddress();
+    static const OscAddressPattern& BufferingAddress();
+
     /** Sends "/played/total" (ms) to every listener. Message thread. */
     void ReportPlayedTotal();
 

@@ -21,6 +21,18 @@ const OscAddressPattern& AudioFilePlayer::LoopAddress()
     return address;
 }
 
+const OscAddressPattern& AudioFilePlayer::ProgressAddress()
+{
+    static const OscAddressPattern address("/progress");
+    return address;
+}
+
+const OscAddressPattern& AudioFilePlayer::BufferingAddress()
+{
+    static const OscAddressPattern address("/buffering");
+    return address;
+}
+
 namespace {
 
 const OscAddressPattern& OpenAddress()
