@@ -197,24 +197,22 @@ private:
         selector = args.size() > 1 ? gensym("list") : gensym(head.a_type == A_LONG ? "int" : "float");
     }
 
-    void doSend(const ScriptLine&, std::vector<t_atom>& atoms)
-    {
-        need(atoms, 2, "send BOX SELECTOR ATOMS...");
-        t_object* x = box(atoms[0]);
-        t_symbol* selector;
-        std::vector<t_atom> args;
-        message(atoms, 1, selector, args);
-        SendMessage(x, selector, static_cast<long>(args.size()), args.data());
-    }
+    void doSend(const ScriptLine&, std::vector<t_atom>& atoms) { sendMessage(atoms, false); }
+    void doSched(const ScriptLine&, std::vector<t_atom>& atoms) { sendMessage(atoms, true); }
 
-    void doSched(const ScriptLine&, std::vector<t_atom>& atoms)
+    // "send" runs on the main thread; "sched" on a scheduler thread of its
+    // own, so that what the object defers lands in the main-thread queue.
+    void sendMessage(std::vector<t_atom>& atoms, bool fromScheduler)
     {
-        need(atoms, 2, "sched BOX SELECTOR ATOMS...");
+        need(atoms, 2, fromScheduler ? "sched BOX SELECTOR ATOMS..." : "send BOX SELECTOR ATOMS...");
         t_object* x = box(atoms[0]);
         t_symbol* selector;
         std::vector<t_atom> args;
         message(atoms, 1, selector, args);
-        std::thread scheduler([&] { SendMessage(x, selector, static_cast<long>(args.size()), args.data()); });
+        const auto send = [&] { SendMessage(x, selector, static_cast<long>(args.size()), args.data()); };
+        if (!fromScheduler)
+            return send();
+        std::thread scheduler(send);
         scheduler.join();
     }
 

@@ -45,6 +45,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <mutex>
 
 #include "audiofiles/KelAudioFileReader.h"
@@ -235,6 +236,10 @@ private:
     static const OscAddressPattern& LoopAddress();
     /** Message thread, transport held: plays from a marker to the file's end. */
     void playFromMarker(const AudioFilesMetadata::Marker& marker);
+    /** Message thread: plays from the first marker that matches, or throws
+        "there is no marker" / notFound. */
+    void seekFirstMarker(const std::function<bool(const AudioFilesMetadata::Marker&)>& matches,
+                         const String& notFound);
     class TransportChange;
     class ListenersChange;
     class AudioBlockScope;

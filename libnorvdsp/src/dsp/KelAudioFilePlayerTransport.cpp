@@ -5,6 +5,7 @@
 // the disk mutex while they change what the disk pass reads.
 #include <algorithm>
 #include <cmath>
+#include <functional>
 
 #include "audiofiles/KelAudioFileInfo.h"
 #include "audiofiles/KelAudioFileReports.h"
@@ -228,21 +229,20 @@ void AudioFilePlayer::playFromMarker(const AudioFilesMetadata::Marker& marker)
 
 void AudioFilePlayer::SeekMarker(const String& label)
 {
-    const TransportChange change(*this);
-    requireOpenFile();
-    const auto& markers = reader->getMarkers();
-    if (markers.empty())
-        throw Exception("there is no marker", KEL_HERE);
-    for (const auto& marker : markers)
-        if (marker->label == label)
-        {
-            playFromMarker(*marker);
-            return;
-        }
-    throw Exception("no marker with label " + QuotedText(label), KEL_HERE);
+    seekFirstMarker([&](const AudioFilesMetadata::Marker& marker) { return marker.label == label; },
+                    "no marker with label " + QuotedText(label));
 }
 
 void AudioFilePlayer::SeekMarker(unsigned int identifier)
+{
+    seekFirstMarker(
+        [&](const AudioFilesMetadata::Marker& marker)
+        { return marker.identifier >= 0 && static_cast<unsigned int>(marker.identifier) == identifier; },
+        "no marker with ID " + QuotedText(ToString(identifier)));
+}
+
+void AudioFilePlayer::seekFirstMarker(const std::function<bool(const AudioFilesMetadata::Marker&)>& matches,
+                                      const String& notFound)
 {
     const TransportChange change(*this);
     requireOpenFile();
@@ -250,12 +250,12 @@ void AudioFilePlayer::SeekMarker(unsigned int identifier)
     if (markers.empty())
         throw Exception("there is no marker", KEL_HERE);
     for (const auto& marker : markers)
-        if (marker->identifier >= 0 && static_cast<unsigned int>(marker->identifier) == identifier)
+        if (matches(*marker))
         {
             playFromMarker(*marker);
             return;
         }
-    throw Exception("no marker with ID " + QuotedText(ToString(identifier)), KEL_HERE);
+    throw Exception(notFound, KEL_HERE);
 }
 
 void AudioFilePlayer::Resume()
