@@ -1,7 +1,5 @@
 #include "SfplayObject.h"
 
-#include "common/KelException.h"
-
 SfplayListener::SfplayListener(auvo_sfplay_t* object) : x(object)
 {
     // Built here, on the main thread, so the audio thread's reports never
@@ -10,41 +8,22 @@ SfplayListener::SfplayListener(auvo_sfplay_t* object) : x(object)
     kel::AudioFilePlayer::BufferingAddress();
 }
 
-maxmsp::DumpOutletReports* SfplayListener::reports() const noexcept
-{
-    return x->console != nullptr ? &x->console->getReports() : nullptr;
-}
-
 void SfplayListener::OnPlaybackEnded()
 {
-    if (auto* r = reports())
-        r->SendBang();
+    x->console->getReports().PushBang();
 }
 
 void SfplayListener::OnProgress(double percent)
 {
-    if (auto* r = reports())
-        r->SendValue(kel::AudioFilePlayer::ProgressAddress(), percent);
+    x->console->getReports().PushValue(kel::AudioFilePlayer::ProgressAddress(), percent);
 }
 
 void SfplayListener::OnBuffering(double percent)
 {
-    if (auto* r = reports())
-        r->SendValue(kel::AudioFilePlayer::BufferingAddress(), percent);
+    x->console->getReports().PushValue(kel::AudioFilePlayer::BufferingAddress(), percent);
 }
 
 void SfplayListener::OnOscMessage(const kel::OscBundle& report)
 {
-    try
-    {
-        if (auto* r = reports())
-            r->SendBundle(report);
-    }
-    catch (const kel::Exception& failure)
-    {
-        object_error(x->asObject(), "%s", failure.what());
-    }
-    catch (...)
-    {
-    }
+    x->console->getReports().PushBundle(report);
 }

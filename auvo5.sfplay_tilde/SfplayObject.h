@@ -17,10 +17,10 @@ struct auvo_sfplay_t : maxmsp::MspObject<kel::AudioFilePlayer>
     long buffersize;                 // attribute: the player's ring size in frames
 };
 
-/** Sends the player's reports out of the dump outlet: the end of playback
-    as "bang", "/progress" and "/buffering" with the percentage, and the
-    player's own bundles. Reports the audio thread makes wait for the main
-    thread (maxmsp::DumpOutletReports). Any thread; never throws. */
+/** Queues the player's reports for the dump outlet: the end of playback as
+    "bang", "/progress" and "/buffering" with the percentage, and the
+    player's own bundles (copied). Registered after the console exists and
+    removed before it goes. Any thread; never blocks, never throws. */
 class SfplayListener : public kel::AudioFilePlayer::Listener
 {
 public:
@@ -34,7 +34,5 @@ public:
     void OnOscMessage(const kel::OscBundle& report) override;
 
 private:
-    maxmsp::DumpOutletReports* reports() const noexcept;
-
     auvo_sfplay_t* x;
 };

@@ -20,6 +20,7 @@ t_class* sfplayClass = nullptr;
 // the user.
 constexpr long attributeFlags = 0x04000000;  // ATTR_SET_DEFER_LOW
 constexpr long readOnlyFlags = attributeFlags | 0x200;  // | ATTR_SET_OPAQUE_USER
+constexpr long maxMultichannelSignals = 1024;
 
 t_object* AsObject(Sfplay* x) noexcept
 {
@@ -99,20 +100,19 @@ void AddDefault(t_class* c, t_object* attr, const char* name, const char* type, 
 }
 
 // ---------------------------------------------------------------------------
-// Playback messages: deferred to the main thread, where files are opened and
-// the transport moves.
-
-void DeferredInt(Sfplay* x, t_symbol* /*s*/, short argc, t_atom* argv)
-{
-    const bool start = argc > 0 && argv != nullptr && atom_getlong(argv) != 0;
-    x->ProcessOscMessage(kel::OscMessage(start ? "/start" : "/stop"));
-}
+// Playback messages: their work (opening files, moving the transport) runs
+// on the main thread whatever thread they arrive on.
 
 void IntMethod(Sfplay* x, t_atom_long value)
 {
-    t_atom atom{};
-    atom_setlong(&atom, value);
-    defer_medium(x, maxmsp::AsMethod(&DeferredInt), gensym("int"), 1, &atom);
+    try
+    {
+        x->Receive(kel::OscMessage(value != 0 ? "/start" : "/stop"));
+    }
+    catch (...)
+    {
+        maxmsp::PostCurrentException(AsObject(x));
+    }
 }
 
 void StartMethod(Sfplay* x)
@@ -125,38 +125,37 @@ void StopMethod(Sfplay* x)
     IntMethod(x, 0);
 }
 
-void DeferredOpen(Sfplay* x, t_symbol* s, short argc, t_atom* argv)
+/** "/load" and "/file" are "/open"; without a file name it asks with Max's
+    file chooser (deferred to low priority, as dialogs are). */
+void OpenMethod(Sfplay* x, t_symbol* s, long argc, t_atom* argv)
 {
     try
     {
-        // "/load" and "/file" are "/open"; without a file name the player
-        // asks the console for Max's file chooser.
         kel::OscMessage message = maxmsp::CreateOscMessage(AsObject(x), s, argc, argv);
         message.setAddressPattern(OpenAddress());
-        x->ProcessOscMessage(message);
+        x->Receive(std::move(message));
     }
     catch (...)
     {
         maxmsp::PostCurrentException(AsObject(x));
     }
-}
-
-void OpenMethod(Sfplay* x, t_symbol* s, long argc, t_atom* argv)
-{
-    defer_medium(x, maxmsp::AsMethod(&DeferredOpen), s, short(argc), argv);
 }
 
 void InfoMethod(Sfplay* x)
 {
-    try
-    {
-        x->console->getReports().Deliver();
-        maxmsp::PostLines(AsObject(x), x->processor->getInformation());
-    }
-    catch (...)
-    {
-        maxmsp::PostCurrentException(AsObject(x));
-    }
+    x->OnMainThread(
+        [x]
+        {
+            try
+            {
+                x->DeliverReports();
+                maxmsp::PostLines(AsObject(x), x->processor->getInformation());
+            }
+            catch (...)
+            {
+                maxmsp::PostCurrentException(AsObject(x));
+            }
+        });
 }
 
 long MultichannelOutputs(Sfplay* x, long index)
@@ -206,6 +205,8 @@ void RunInitwith(Sfplay* x)
 
 void FreeSfplay(Sfplay* x)
 {
+    // No perform call may report through the listener while it goes.
+    x->ReleaseDsp();
     if (x->playerListener != nullptr)
     {
         if (x->processor != nullptr)
@@ -237,6 +238,13 @@ void* NewSfplay(t_symbol* /*s*/, long argc, t_atom* argv)
         attr_args_process(x, short(maxmsp::CountArgumentsWithoutDictionary(argc, argv)), argv);
         if (t_dictionary* dictionary = argc > 0 ? object_dictionaryarg(argc, argv) : nullptr)
             attr_dictionary_process(x, dictionary);
+        // Max's multichannel cables carry at most 1024 signals.
+        if (x->mc != 0 && x->channels > maxMultichannelSignals)
+            throw kel::Exception("too many channels for @mc 1 : " + kel::ToString(std::int64_t(x->channels))
+                                     + " (a multichannel outlet carries at most "
+                                     + kel::ToString(std::int64_t(maxMultichannelSignals))
+                                     + "; use @mc 0, or several boxes)",
+                                 KEL_HERE);
 
         x->CreateDumpOutlet();
         x->PrepareWithHostSettings();
@@ -245,9 +253,7 @@ void* NewSfplay(t_symbol* /*s*/, long argc, t_atom* argv)
         x->playerListener = new SfplayListener(x);
         x->processor->AddListener(x->playerListener);
 
-        x->processor->setInitialising(true);
         RunInitwith(x);
-        x->processor->setInitialising(false);
         return x;
     }
     catch (...)
@@ -267,7 +273,9 @@ void AddMethod(t_class* c, method function, const char* name, long type)
 void DescribeSfplayClass(kel::ReferencePage& page)
 {
     page.attributes.PushBack({"channels", "int", "Number of channels",
-                              "Number of signal outlets (and of file channels played); fixed at creation.", "1",
+                              "Number of signal outlets (and of file channels played); fixed at creation. "
+                              "With @mc 1, at most 1024 (one multichannel outlet carries no more).",
+                              "1",
                               "1 to 8192", "", false});
     page.attributes.PushBack({"buffersize", "int", "Size of the disk buffer in frames",
                               "Frames the buffering thread keeps ahead of playback; fixed at creation.", "480000",
@@ -293,7 +301,7 @@ void RegisterClass()
                            nullptr, A_GIMME, 0);
     c->c_flags |= CLASS_FLAG_NEWDICTIONARY;
 
-    AddMethod(c, AsMethod(&MultichannelOutputs), "multichanneloutputs", A_NOTHING);
+    AddMethod(c, AsMethod(&MultichannelOutputs), "multichanneloutputs", A_CANT);
     maxmsp::AddGenericMethods<kel::AudioFilePlayer>(c);
     class_dspinit(c);
 
@@ -324,7 +332,6 @@ void RegisterClass()
     }
 
     maxmsp::SetReferenceDescriber(&DescribeSfplayClass);
-    class_parameter_init(c);
     if (class_register(CLASS_BOX, c) != MAX_ERR_NONE)
         object_error(nullptr, "error in when registering class");
     sfplayClass = c;

@@ -9,6 +9,7 @@
 #include "ext_obex_util.h"
 #include "ext_dictionary.h"
 #include "ext_parameter.h"
+#include "ext_systhread.h"
 #include "z_dsp.h"
 #include "MaxWrapperApiList.h"
 // The SDK's convenience macros that clash with ordinary C++ names.

@@ -58,6 +58,11 @@
     X(t_clock*, clock_new, (void*, method), MaxAPI)                                                                \
     X(void, clock_delay, (t_clock*, long), MaxAPI)                                                                 \
     X(void, clock_unset, (t_clock*), MaxAPI)                                                                       \
+    X(void*, qelem_new, (void*, method), MaxAPI)                                                                   \
+    X(void, qelem_set, (t_qelem*), MaxAPI)                                                                         \
+    X(void, qelem_unset, (t_qelem*), MaxAPI)                                                                       \
+    X(void, qelem_free, (t_qelem*), MaxAPI)                                                                        \
+    X(short, systhread_ismainthread, (void), MaxAPI)                                                               \
     X(short, locatefile_extended, (char*, short*, t_fourcc*, const t_fourcc*, short), MaxAPI)                      \
     X(short, path_topathname, (const short, const char*, char*), MaxAPI)                                           \
     X(short, path_frompathname, (const char*, short*, char*), MaxAPI)                                              \

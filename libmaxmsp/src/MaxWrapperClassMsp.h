@@ -5,15 +5,21 @@
 // these. Members are plain pointers because Max, not C++, builds the record;
 // the object's new and free routines create and delete what they point to.
 //
-// Threads: everything on Max's main thread except Perform64 (audio thread),
-// which touches only the processor's block entry.
+// Threads: Max calls new, free, dsp64 and the attribute setters on its main
+// thread; messages may also arrive on the scheduler thread (Overdrive) or
+// the audio thread (Scheduler in Audio Interrupt): Receive takes them to the
+// main thread, where the processor runs every message. Perform64 runs on
+// the audio thread and touches only the processor's block entry and the
+// report queue. Nothing is locked while the object calls out into Max.
 #pragma once
 
 #include <cstdint>
+#include <functional>
 
 #include "MaxWrapperApi.h"
 #include "MaxWrapperConsole.h"
 #include "MaxWrapperHost.h"
+#include "MaxWrapperInbox.h"
 #include "MaxWrapperOsc.h"
 #include "MaxWrapperPost.h"
 #include "MaxWrapperReports.h"
@@ -23,16 +29,24 @@
 
 namespace maxmsp {
 
-/** Sends the processor's latency as "/dsp/latency" out of the dump outlet. */
+/** Reports the processor's latency as "/dsp/latency" on the dump outlet. */
 class MspLatencyListener : public kel::AudioProcessorBase::LatencyListener
 {
 public:
-    explicit MspLatencyListener(t_object* owner) : x(owner) {}
+    explicit MspLatencyListener(ReportQueue& queue) : reports(queue) {}
     void OnLatency(const kel::AudioProcessorBase& processor, std::uint32_t latencyInSamples) override;
 
 private:
-    t_object* x;
+    ReportQueue& reports;
 };
+
+/** A message without arguments that makes the processor ask the user for a
+    file (open, load, import, export and the like). */
+bool MayOpenDialog(const kel::OscMessage& message);
+
+/** A processor's thread that did not end in time at free (it finishes on
+    its own and frees the processor then). */
+void PostBufferingThreadLeftRunning(t_object* x, double timeoutMilliseconds);
 
 template <typename P>
 struct MspObject
@@ -48,6 +62,8 @@ struct MspObject
     MspWindows* windows;                 // owned; null until first shown
     Console* console;                    // owned; the processor's console listener
     MspLatencyListener* latencyListener; // owned; the processor's latency listener
+    MainThreadInbox* inbox;              // owned; messages from other threads wait here for the main thread
+    bool dspIsSetUp;                     // z_dsp_setup was called (so free calls z_dsp_free)
 
     t_object* asObject() noexcept { return reinterpret_cast<t_object*>(this); }
 
@@ -63,10 +79,11 @@ struct MspObject
             throw kel::Exception("too many output channels : " + kel::ToString(processor->getNumOutputs()), KEL_HERE);
         numInputs = std::int32_t(processor->getNumInputs());
         numOutputs = std::int32_t(processor->getNumOutputs());
+        inbox = new MainThreadInbox();
         console = new Console(this);
         processor->AddHostListener(console);
         processor->AddObserver(console);
-        latencyListener = new MspLatencyListener(asObject());
+        latencyListener = new MspLatencyListener(console->getReports());
         processor->AddLatencyListener(latencyListener);
         AddLiveObject(asObject());
     }
@@ -91,6 +108,7 @@ struct MspObject
     void CreateSignalInletsAndOutlets()
     {
         z_dsp_setup(&header, std::max<std::int32_t>(0, numInputs));
+        dspIsSetUp = true;
         if (mc == 0)
         {
             for (std::int32_t i = 0; i < numOutputs; ++i)
@@ -105,12 +123,26 @@ struct MspObject
         }
     }
 
+    /** Takes the object out of the audio chain: no perform call reaches it
+        afterwards. First in free, before anything a perform routine uses
+        goes; does nothing on an object that never had z_dsp_setup. */
+    void ReleaseDsp() noexcept
+    {
+        if (!dspIsSetUp)
+            return;
+        z_dsp_free(&header);
+        dspIsSetUp = false;
+    }
+
     /** The generic part of free, after the object's own listeners are
-        gone: the latency listener, the console, the MSP header (no perform
-        call reaches the processor after it), the windows, the processor,
-        the entry in the live list. Safe on a half-built object. */
+        gone: the audio chain (if still set up), the latency listener, the
+        console with its report queue (its clock and qelem), the inbox with
+        what waits in it, the windows, the processor, the entry in the live
+        list. A processor whose own thread does not end in time is left to
+        that thread, and the console says so. Safe on a half-built object. */
     void FreeGeneric() noexcept
     {
+        ReleaseDsp();
         if (latencyListener != nullptr)
         {
             if (processor != nullptr)
@@ -128,29 +160,77 @@ struct MspObject
             delete console;
             console = nullptr;
         }
-        z_dsp_free(&header);
+        delete inbox;
+        inbox = nullptr;
         delete windows;
         windows = nullptr;
-        delete processor;
+        if constexpr (requires(P* p) { P::Dispose(p); })
+        {
+            if (processor != nullptr && !P::Dispose(processor))
+                PostBufferingThreadLeftRunning(asObject(), P::bufferingThreadStopTimeoutMs);
+        }
+        else
+            delete processor;
         processor = nullptr;
         RemoveLiveObject(asObject());
     }
 
-    /** Hands a message to the processor; failures are posted. Reports the
-        audio thread queued go out first (they may refer to what the message
-        replaces). */
+    /** Any thread of Max's: the message runs on the main thread, now when
+        it arrives there (after what waits), else as soon as the main thread
+        serves its queue. */
+    void Receive(kel::OscMessage message)
+    {
+        inbox->Run([this, m = std::move(message)] { Dispatch(m); });
+    }
+
+    /** Any thread of Max's: work runs on the main thread, as Receive's
+        messages do. work must not throw. */
+    void OnMainThread(std::function<void()> work) { inbox->Run(std::move(work)); }
+
+    /** Main thread: the window messages, then the processor's. One that may
+        open a dialog is first deferred to low priority, where Max wants
+        dialogs opened. */
+    void Dispatch(const kel::OscMessage& message, bool mayDefer = true) noexcept
+    {
+        try
+        {
+            if (mayDefer && MayOpenDialog(message))
+            {
+                const kel::String& address = message.getAddressPattern().getText();
+                defer_low(this, AsMethod(&MspObject::deferredDialogMessage), gensym(address.c_str()), 0, nullptr);
+                return;
+            }
+            if (!ProcessHelpAndStatus(message))
+                ProcessOscMessage(message);
+        }
+        catch (...)
+        {
+            PostCurrentException(asObject());
+        }
+    }
+
+    /** Main thread: hands a message to the processor; failures are posted.
+        Queued reports go out before (they happened first) and after (the
+        message's own, so that they precede whatever the patch does next). */
     void ProcessOscMessage(const kel::OscMessage& message, const kel::MessageFlag& flag = {}) noexcept
     {
         try
         {
-            if (console != nullptr)
-                console->getReports().Deliver();
+            DeliverReports();
             processor->ProcessMessage(message, flag);
         }
         catch (...)
         {
             PostCurrentException(asObject());
         }
+        DeliverReports();
+    }
+
+    /** Main thread: sends what the report queue holds. */
+    void DeliverReports() noexcept
+    {
+        if (console != nullptr)
+            console->getReports().Deliver();
     }
 
     /** The window messages ("/help", "/status", "/snapshot"); false when
@@ -222,12 +302,20 @@ struct MspObject
     static void Perform64(t_object* object, t_object* /*dsp64*/, double** ins, long numIns, double** outs,
                           long numOuts, long sampleFrames, long /*flags*/, void* /*userParam*/)
     {
-        const AudioThreadScope audioThread;
-        reinterpret_cast<MspObject*>(object)->processor->ProcessBlock(ins, std::uint32_t(std::max(0L, numIns)), outs, std::uint32_t(std::max(0L, numOuts)),
+        auto* x = reinterpret_cast<MspObject*>(object);
+        ReportQueue& reports = x->console->getReports();
+        reports.EnterPerform();
+        x->processor->ProcessBlock(ins, std::uint32_t(std::max(0L, numIns)), outs, std::uint32_t(std::max(0L, numOuts)),
                                    std::uint32_t(std::max(0L, sampleFrames)));
+        reports.LeavePerform();
     }
 
 private:
+    static void deferredDialogMessage(MspObject* x, t_symbol* s, short /*argc*/, t_atom* /*argv*/)
+    {
+        x->Dispatch(kel::OscMessage(kel::String(s->s_name)), false);
+    }
+
     static bool IsWindowMessage(const kel::OscMessage& message)
     {
         const kel::OscAddressPattern& address = message.getAddressPattern();

@@ -8,19 +8,9 @@ MaxConsoleBase::MaxConsoleBase(t_object* ownerObject) : owner(ownerObject), repo
 
 void MaxConsoleBase::Report(const kel::String& text, kel::HostNotifier::Level level)
 {
-    const kel::String line = kel::HostNotifier::ComposeConsoleText(text, level);
-    switch (level)
-    {
-        case kel::HostNotifier::Level::error:
-            object_error(owner, "%s", line.c_str());
-            break;
-        case kel::HostNotifier::Level::warning:
-            object_warn(owner, "%s", line.c_str());
-            break;
-        case kel::HostNotifier::Level::information:
-            object_post(owner, "%s", line.c_str());
-            break;
-    }
+    // Queued even on the main thread: the notifier calls with its lock held,
+    // and the console lines keep their order with the dump outlet's.
+    reports.PushPost(text, level);
 }
 
 std::optional<kel::File> MaxConsoleBase::LocateFile(const kel::String& name)
@@ -69,10 +59,7 @@ kel::HostNotifier::FileChoice MaxConsoleBase::ChooseFile(kel::HostNotifier::File
 
 void MaxConsoleBase::OnOscReport(const kel::OscInterface& /*source*/, const kel::OscBundle& report)
 {
-    // The interface's reports are temporaries: the audio thread could only
-    // queue them by reference, so there they are dropped (none is expected).
-    if (!IsAudioThread())
-        reports.SendBundle(report);
+    reports.PushBundle(report);
 }
 
 } // namespace maxmsp

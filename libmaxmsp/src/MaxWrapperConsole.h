@@ -5,8 +5,9 @@
 // dialogs for the processor, and the observer that sends the interface's
 // reports out of the dump outlet.
 //
-// Threads: reports may come from any thread (Max queues posts); the file
-// search and the dialogs run on the main thread.
+// Threads: reports may come from any thread; they wait in the report queue
+// for the main thread. The file search and the dialogs run on the main
+// thread.
 #pragma once
 
 #include "MaxWrapperApi.h"
@@ -29,13 +30,13 @@ public:
 
     void OnOscReport(const kel::OscInterface& source, const kel::OscBundle& report) override;
 
-    /** The dump outlet's way for reports from any thread. */
-    DumpOutletReports& getReports() noexcept { return reports; }
+    /** The way to Max for reports from any thread. */
+    ReportQueue& getReports() noexcept { return reports; }
     t_object* getOwner() const noexcept { return owner; }
 
 private:
     t_object* owner;
-    DumpOutletReports reports;
+    ReportQueue reports;
 };
 
 /** The console of an object O whose processor is P. */

@@ -1,16 +1,20 @@
 // The Max methods every object of the binding has, whatever its processor:
 // "anything" (any message, translated to OSC), "FullPacket" (binary OSC),
 // "/dump", "/dump/dsp/latency", "/preset/export", "/preset/load",
-// "/post/version", "/exportref", "/info", and the methods Max calls itself
-// ("assist", "dsp64", "dblclick", "notify", "getvalueof", "setvalueof").
+// "/post/version", "/exportref", and the methods Max calls itself ("assist",
+// "dsp64", "dblclick", "notify", "getvalueof", "setvalueof").
 // Every one catches everything: nothing propagates into Max.
 //
-// Threads: Max's main thread (the preset messages defer themselves there);
-// "anything" may also arrive from the scheduler thread.
+// Threads: a message may arrive on the main thread, the scheduler thread
+// (Overdrive) or the audio thread (Scheduler in Audio Interrupt). Each is
+// translated where it arrives and does its work on the main thread
+// (MspObject::Receive); those that may open a dialog go there through
+// defer_low. Replies leave the dump outlet after the reports queued before.
 #pragma once
 
 #include <cstdio>
 #include <cstring>
+#include <vector>
 
 #include "MaxWrapperClassMsp.h"
 #include "MaxWrapperReference.h"
@@ -32,9 +36,7 @@ void generic_anything_method(MspObject<P>* x, t_symbol* s, long argc, t_atom* ar
 {
     try
     {
-        const kel::OscMessage message = CreateOscMessage(x->asObject(), s, argc, argv);
-        if (!x->ProcessHelpAndStatus(message))
-            x->ProcessOscMessage(message);
+        x->Receive(CreateOscMessage(x->asObject(), s, argc, argv));
     }
     catch (...)
     {
@@ -54,15 +56,11 @@ void generic_fullpacket_method(MspObject<P>* x, t_symbol* s, long argc, t_atom* 
     }
     try
     {
+        // Decoded here: the packet's bytes are the sender's only during this call.
         kel::OscInputStream stream(reinterpret_cast<const void*>(t_ptr_int(atoms[1].GetLong())),
                                    std::size_t(atoms[0].GetLong()));
         const kel::OscBundle packet = stream.ReadPacketAsBundle();
-        packet.ForEachMessage(
-            [x](const kel::OscMessage& message)
-            {
-                if (!x->ProcessHelpAndStatus(message))
-                    x->ProcessOscMessage(message);
-            });
+        packet.ForEachMessage([x](const kel::OscMessage& message) { x->Receive(message); });
     }
     catch (...)
     {
@@ -71,25 +69,43 @@ void generic_fullpacket_method(MspObject<P>* x, t_symbol* s, long argc, t_atom* 
 }
 
 template <typename P>
+void dump(MspObject<P>* x, const AtomArrayRef& arguments)
+{
+    x->DeliverReports();
+    if (arguments.empty())
+    {
+        SendOscBundle(GetDumpOutlet(x->asObject()), x->processor->GetState());
+        return;
+    }
+    if (!arguments.allSymbols())
+    {
+        object_error(x->asObject(), "%s", ("invalid message: /dump " + arguments.toString()).c_str());
+        return;
+    }
+    kel::Vector<kel::String> prefixes;
+    for (const AtomRef& atom : arguments)
+        prefixes.PushBack(atom.toString());
+    SendOscBundle(GetDumpOutlet(x->asObject()), x->processor->GetStateWithPrefixes(prefixes));
+}
+
+template <typename P>
 void generic_dump_method(MspObject<P>* x, t_symbol* /*s*/, long argc, t_atom* argv)
 {
     try
     {
-        const AtomArrayRef arguments(argc, argv);
-        if (arguments.empty())
-        {
-            SendOscBundle(GetDumpOutlet(x->asObject()), x->processor->GetState());
-            return;
-        }
-        if (!arguments.allSymbols())
-        {
-            object_error(x->asObject(), "%s", ("invalid message: /dump " + arguments.toString()).c_str());
-            return;
-        }
-        kel::Vector<kel::String> prefixes;
-        for (const AtomRef& atom : arguments)
-            prefixes.PushBack(atom.toString());
-        SendOscBundle(GetDumpOutlet(x->asObject()), x->processor->GetStateWithPrefixes(prefixes));
+        // The state is read under the disk lock: on the main thread.
+        x->OnMainThread(
+            [x, atoms = std::vector<t_atom>(argv, argv + std::max(0L, argc))]() mutable
+            {
+                try
+                {
+                    dump(x, AtomArrayRef(long(atoms.size()), atoms.data()));
+                }
+                catch (...)
+                {
+                    PostCurrentException(x->asObject());
+                }
+            });
     }
     catch (...)
     {
@@ -102,9 +118,21 @@ void generic_dump_latency_method(MspObject<P>* x)
 {
     try
     {
-        kel::OscMessage message("/dsp/latency");
-        message.AddInt32(std::int32_t(x->processor->getLatency()));
-        SendOscMessage(GetDumpOutlet(x->asObject()), message);
+        x->OnMainThread(
+            [x]
+            {
+                try
+                {
+                    x->DeliverReports();
+                    kel::OscMessage message("/dsp/latency");
+                    message.AddInt32(std::int32_t(x->processor->getLatency()));
+                    SendOscMessage(GetDumpOutlet(x->asObject()), message);
+                }
+                catch (...)
+                {
+                    PostCurrentException(x->asObject());
+                }
+            });
     }
     catch (...)
     {
@@ -189,7 +217,18 @@ void generic_post_version_method(MspObject<P>* x, t_symbol* /*s*/, long argc, t_
     {
         const AtomArrayRef arguments(argc, argv);
         const bool details = arguments.size() == 1 && arguments[0].isSymbol() && arguments[0].toString() == "details";
-        PostSystemReport(x->asObject(), x->getVersionText(), details);
+        x->OnMainThread(
+            [x, details]
+            {
+                try
+                {
+                    PostSystemReport(x->asObject(), x->getVersionText(), details);
+                }
+                catch (...)
+                {
+                    PostCurrentException(x->asObject());
+                }
+            });
     }
     catch (...)
     {
@@ -198,15 +237,16 @@ void generic_post_version_method(MspObject<P>* x, t_symbol* /*s*/, long argc, t_
 }
 
 template <typename P>
-void generic_exportref_method(MspObject<P>* x)
+void deferred_exportref(MspObject<P>* x, t_symbol* /*s*/, short /*argc*/, t_atom* /*argv*/)
 {
     ExportReference(x->asObject(), *x->processor);
 }
 
+/** Asks where to save: a dialog, so at low priority on the main thread. */
 template <typename P>
-void generic_info_method(MspObject<P>* x)
+void generic_exportref_method(MspObject<P>* x)
 {
-    x->ProcessOscMessage(kel::OscMessage("/info"));
+    defer_low(x, AsMethod(&deferred_exportref<P>), nullptr, 0, nullptr);
 }
 
 template <typename P>
@@ -276,6 +316,8 @@ t_max_err generic_getvalueof_method(MspObject<P>* x, long* ac, t_atom** av)
     }
 }
 
+/** pattr's recall: the state messages, in order, on the main thread (a
+    recalled "/filename" opens a file). */
 template <typename P>
 t_max_err generic_setvalueof_method(MspObject<P>* x, long ac, t_atom* av)
 {
@@ -286,7 +328,8 @@ t_max_err generic_setvalueof_method(MspObject<P>* x, long ac, t_atom* av)
             continue;
         try
         {
-            x->ProcessOscMessage(kel::OscMessage::CreateFromText(atom.toString()), kel::MessageFlag::fromPreset);
+            x->OnMainThread([x, message = kel::OscMessage::CreateFromText(atom.toString())]
+                            { x->ProcessOscMessage(message, kel::MessageFlag::fromPreset); });
         }
         catch (...)
         {
@@ -297,7 +340,7 @@ t_max_err generic_setvalueof_method(MspObject<P>* x, long ac, t_atom* av)
 }
 
 /** Registers the generic methods, in this order: "assist", "dsp64",
-    "FullPacket", "anything", "/info", "dblclick", "/post/version",
+    "FullPacket", "anything", "dblclick", "/post/version",
     "/exportref", "/dump", "/dump/dsp/latency", "/preset/export",
     "/preset/load", "notify", "getvalueof", "setvalueof". */
 template <typename P>
@@ -309,7 +352,6 @@ void AddGenericMethods(t_class* c)
     AddMethod(c, m(&Object::Dsp64), "dsp64", A_CANT);
     AddMethod(c, m(&generic_fullpacket_method<P>), "FullPacket", A_GIMME);
     AddMethod(c, m(&generic_anything_method<P>), "anything", A_GIMME);
-    AddMethod(c, m(&generic_info_method<P>), "/info", A_NOTHING);
     AddMethod(c, m(&generic_dblclick_method<P>), "dblclick", A_CANT);
     AddMethod(c, m(&generic_post_version_method<P>), "/post/version", A_GIMME);
     AddMethod(c, m(&generic_exportref_method<P>), "/exportref", A_NOTHING);

@@ -6,7 +6,6 @@
 
 #include "common/KelException.h"
 #include "containers/KelMemoryBlock.h"
-#include "osc/KelOscOutputStream.h"
 
 namespace maxmsp {
 
@@ -156,22 +155,11 @@ void SendOscMessage(t_outlet* outlet, const kel::OscMessage& message)
     outlet_anything(outlet, gensym(message.getAddressPattern().getText().c_str()), count, atoms.data());
 }
 
-void SendOscBundle(t_outlet* outlet, const kel::OscBundle& bundle, BundleSending how)
+void SendOscBundle(t_outlet* outlet, const kel::OscBundle& bundle)
 {
     if (outlet == nullptr)
         return;
-    if (how == BundleSending::eachMessage)
-    {
-        bundle.ForEachMessage([outlet](const kel::OscMessage& message) { SendOscMessage(outlet, message); });
-        return;
-    }
-    kel::OscOutputStream stream;
-    stream.WriteBundle(bundle);
-    const kel::MemoryBlock& packet = stream.getData();
-    t_atom atoms[2] = {};
-    atom_setlong(&atoms[0], t_atom_long(packet.size()));
-    atom_setlong(&atoms[1], t_atom_long(reinterpret_cast<std::intptr_t>(packet.data())));
-    outlet_anything(outlet, gensym("FullPacket"), 2, atoms);
+    bundle.ForEachMessage([outlet](const kel::OscMessage& message) { SendOscMessage(outlet, message); });
 }
 
 } // namespace maxmsp

@@ -7,7 +7,8 @@
 // a blob one integer per byte.
 //
 // Translation allocates; main thread or any thread holding the atoms.
-// Sending to an outlet may happen from any thread except the audio thread.
+// Sending to an outlet: only where Max allows outlets (the main thread, the
+// scheduler thread, scheduler events on the audio thread), never in perform.
 #pragma once
 
 #include "MaxWrapperApi.h"
@@ -39,13 +40,7 @@ t_outlet* GetDumpOutlet(t_object* x);
     null). */
 void SendOscMessage(t_outlet* outlet, const kel::OscMessage& message);
 
-enum class BundleSending
-{
-    eachMessage,  // one Max message per OSC message, depth first
-    wholePacket   // "FullPacket" length address, the OSC receivers' convention
-};
-
-/** Sends a bundle out of outlet in the chosen way. */
-void SendOscBundle(t_outlet* outlet, const kel::OscBundle& bundle, BundleSending how = BundleSending::eachMessage);
+/** Sends each message of a bundle, depth first, as one Max message. */
+void SendOscBundle(t_outlet* outlet, const kel::OscBundle& bundle);
 
 } // namespace maxmsp

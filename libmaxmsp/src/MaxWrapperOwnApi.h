@@ -43,6 +43,7 @@ typedef void t_outlet;
 typedef void t_inlet;
 typedef void t_clock;
 typedef void t_qelem;
+typedef void t_qelem;
 typedef struct _dictionary t_dictionary;
 
 typedef void* (*method)(void*);

@@ -1,140 +1,254 @@
 #include "MaxWrapperReports.h"
 
+#include <algorithm>
+#include <cstring>
 #include <exception>
 
 #include "MaxWrapperOsc.h"
 #include "MaxWrapperTypes.h"
+#include "common/KelThread.h"
+#include "osc/KelOscInputStream.h"
 
 namespace maxmsp {
 
-namespace {
-thread_local bool inPerformRoutine = false;
-}
-
-bool IsAudioThread() noexcept
+ReportQueue::ReportQueue(t_object* ownerObject) : owner(ownerObject)
 {
-    return inPerformRoutine;
+    clock = clock_new(this, AsMethod(&ReportQueue::clockTick));
+    qelem = qelem_new(this, AsMethod(&ReportQueue::qelemTick));
 }
 
-AudioThreadScope::AudioThreadScope() noexcept : previous(inPerformRoutine)
-{
-    inPerformRoutine = true;
-}
-
-AudioThreadScope::~AudioThreadScope()
-{
-    inPerformRoutine = previous;
-}
-
-DumpOutletReports::DumpOutletReports(t_object* ownerObject) : owner(ownerObject), ring(capacity)
-{
-    clock = clock_new(this, AsMethod(&DumpOutletReports::clockTick));
-}
-
-DumpOutletReports::~DumpOutletReports()
+ReportQueue::~ReportQueue()
 {
     if (clock != nullptr)
     {
         clock_unset(clock);
         freeobject(clock);
     }
+    if (qelem != nullptr)
+        qelem_free(qelem);
 }
 
-void DumpOutletReports::clockTick(DumpOutletReports* self)
+void ReportQueue::EnterPerform() noexcept
+{
+    performThread.store(kel::CurrentThreadId(), std::memory_order_relaxed);
+}
+
+void ReportQueue::LeavePerform() noexcept
+{
+    performThread.store(0, std::memory_order_relaxed);
+}
+
+bool ReportQueue::isInPerform() const noexcept
+{
+    return performThread.load(std::memory_order_relaxed) == kel::CurrentThreadId();
+}
+
+void ReportQueue::clockTick(ReportQueue* self)
+{
+    // Cleared before the qelem is set: a report pushed meanwhile sets the
+    // clock again, so none waits for a wake-up that already went.
+    self->clockSet.store(false, std::memory_order_release);
+    qelem_set(self->qelem);
+}
+
+void ReportQueue::qelemTick(ReportQueue* self)
 {
     self->Deliver();
 }
 
-void DumpOutletReports::push(const Item& item) noexcept
+void ReportQueue::wake() noexcept
 {
-    const std::uint64_t write = writeCount.load(std::memory_order_relaxed);
-    if (write - readCount.load(std::memory_order_acquire) >= capacity)
+    if (!isInPerform())
+        qelem_set(qelem);
+    else if (!clockSet.exchange(true, std::memory_order_acq_rel))
+        clock_delay(clock, 0);
+}
+
+void ReportQueue::push(Kind kind, kel::HostNotifier::Level level, const std::uint8_t* payload, std::size_t size) noexcept
+{
+    std::unique_ptr<std::uint8_t[]> large;
+    if (size > slotBytes)
+    {
+        if (isInPerform())
+            size = 0;  // dropped below: nothing may allocate here
+        else
+        {
+            try
+            {
+                large.reset(new std::uint8_t[size]);
+                std::memcpy(large.get(), payload, size);
+            }
+            catch (const std::bad_alloc&)
+            {
+                size = 0;
+            }
+        }
+        if (size == 0)
+        {
+            dropped.fetch_add(1, std::memory_order_relaxed);
+            return;
+        }
+    }
+    const bool queued = queue.TryPush(
+        [&](Report& report) noexcept
+        {
+            report.kind = kind;
+            report.level = level;
+            report.address = nullptr;
+            report.size = std::uint32_t(size);
+            report.large = std::move(large);
+            if (report.large == nullptr && size > 0)
+                std::memcpy(report.bytes.data(), payload, size);
+        });
+    if (!queued)
     {
         dropped.fetch_add(1, std::memory_order_relaxed);
         return;
     }
-    ring[std::size_t(write % capacity)] = item;
-    writeCount.store(write + 1, std::memory_order_release);
-    // Allowed in the perform routine: the clock fires on the main thread.
-    if (clock != nullptr)
-        clock_delay(clock, 0);
+    wake();
 }
 
-void DumpOutletReports::send(const Item& item) const
+void ReportQueue::PushBang() noexcept
 {
-    t_outlet* outlet = GetDumpOutlet(owner);
-    if (outlet == nullptr)
-        return;
-    switch (item.kind)
-    {
-        case Kind::bang:
-            outlet_bang(outlet);
-            break;
-        case Kind::value:
+    push(Kind::bang, kel::HostNotifier::Level::information, nullptr, 0);
+}
+
+void ReportQueue::PushValue(const kel::OscAddressPattern& address, double value) noexcept
+{
+    const bool queued = queue.TryPush(
+        [&](Report& report) noexcept
         {
-            kel::OscMessage message(*item.address);
-            message.AddFloat32(float(item.value));
-            SendOscMessage(outlet, message);
-            break;
-        }
-        case Kind::bundle:
-            SendOscBundle(outlet, *item.bundle);
-            break;
+            report.kind = Kind::value;
+            report.address = &address;
+            report.value = value;
+            report.size = 0;
+            report.large.reset();
+        });
+    if (!queued)
+    {
+        dropped.fetch_add(1, std::memory_order_relaxed);
+        return;
     }
+    wake();
 }
 
-void DumpOutletReports::dispatch(const Item& item) noexcept
+void ReportQueue::pushEncoded(const kel::OscBundle* bundle, const kel::OscMessage* message) noexcept
 {
-    if (IsAudioThread())
+    const auto write = [&](kel::OscOutputStream& stream)
     {
-        push(item);
+        if (bundle != nullptr)
+            stream.WriteBundle(*bundle);
+        else
+            stream.WriteMessage(*message);
+    };
+    if (isInPerform())
+    {
+        // Bounded: never allocates, and an oversized report is dropped.
+        audioEncoder.Clear();
+        write(audioEncoder);
+        if (audioEncoder.hasOverflowed())
+        {
+            dropped.fetch_add(1, std::memory_order_relaxed);
+            return;
+        }
+        push(Kind::packet, kel::HostNotifier::Level::information, audioEncoder.getData().data(),
+             audioEncoder.getSize());
         return;
     }
     try
     {
-        send(item);
+        kel::OscOutputStream stream;
+        write(stream);
+        push(Kind::packet, kel::HostNotifier::Level::information, stream.getData().data(), stream.getSize());
     }
-    catch (const std::exception& failure)
+    catch (...)
     {
-        object_error(owner, "%s", failure.what());
+        dropped.fetch_add(1, std::memory_order_relaxed);
     }
 }
 
-void DumpOutletReports::SendBang() noexcept
+void ReportQueue::PushBundle(const kel::OscBundle& bundle) noexcept
 {
-    dispatch(Item{Kind::bang, nullptr, 0.0, nullptr});
+    pushEncoded(&bundle, nullptr);
 }
 
-void DumpOutletReports::SendValue(const kel::OscAddressPattern& address, double value) noexcept
+void ReportQueue::PushMessage(const kel::OscMessage& message) noexcept
 {
-    dispatch(Item{Kind::value, &address, value, nullptr});
+    pushEncoded(nullptr, &message);
 }
 
-void DumpOutletReports::SendBundle(const kel::OscBundle& bundle) noexcept
+void ReportQueue::PushPost(std::string_view text, kel::HostNotifier::Level level) noexcept
 {
-    dispatch(Item{Kind::bundle, nullptr, 0.0, &bundle});
+    // On the audio thread a long text is cut to the slot rather than lost.
+    const std::size_t size = isInPerform() ? std::min(text.size(), slotBytes) : text.size();
+    push(Kind::post, level, reinterpret_cast<const std::uint8_t*>(text.data()), size);
 }
 
-void DumpOutletReports::Deliver() noexcept
+void ReportQueue::send(const Report& report) const
 {
-    const std::lock_guard lock(readerLock);
-    std::uint64_t read = readCount.load(std::memory_order_relaxed);
-    const std::uint64_t written = writeCount.load(std::memory_order_acquire);
-    for (; read != written; ++read)
+    switch (report.kind)
+    {
+        case Kind::bang:
+            if (t_outlet* outlet = GetDumpOutlet(owner))
+                outlet_bang(outlet);
+            break;
+        case Kind::value:
+        {
+            kel::OscMessage message(*report.address);
+            message.AddFloat32(float(report.value));
+            SendOscMessage(GetDumpOutlet(owner), message);
+            break;
+        }
+        case Kind::packet:
+        {
+            kel::OscInputStream stream(report.data(), report.size);
+            SendOscBundle(GetDumpOutlet(owner), stream.ReadPacketAsBundle());
+            break;
+        }
+        case Kind::post:
+        {
+            const kel::String text(reinterpret_cast<const char*>(report.data()), report.size);
+            const kel::String line = kel::HostNotifier::ComposeConsoleText(text, report.level);
+            switch (report.level)
+            {
+                case kel::HostNotifier::Level::error:
+                    object_error(owner, "%s", line.c_str());
+                    break;
+                case kel::HostNotifier::Level::warning:
+                    object_warn(owner, "%s", line.c_str());
+                    break;
+                case kel::HostNotifier::Level::information:
+                    object_post(owner, "%s", line.c_str());
+                    break;
+            }
+            break;
+        }
+    }
+}
+
+void ReportQueue::Deliver() noexcept
+{
+    // One report at a time, taken out of its slot before it is sent: what
+    // the patch below the outlet does (even delivering, re-entrantly) never
+    // meets a slot in use.
+    Report report;
+    while (queue.TryPop([&report](Report& slot) noexcept { report = std::move(slot); }))
     {
         try
         {
-            send(ring[std::size_t(read % capacity)]);
+            send(report);
         }
         catch (const std::exception& failure)
         {
             object_error(owner, "%s", failure.what());
         }
-        readCount.store(read + 1, std::memory_order_release);
+        catch (...)
+        {
+            object_error(owner, "unknown exception");
+        }
     }
-    const std::uint64_t lost = dropped.exchange(0, std::memory_order_relaxed);
-    if (lost > 0)
-        object_warn(owner, "%llu reports from the audio thread were dropped (too many at once)",
+    if (const std::uint64_t lost = dropped.exchange(0, std::memory_order_relaxed); lost > 0)
+        object_warn(owner, "%llu reports were dropped (too many at once, or too large to queue while audio runs)",
                     static_cast<unsigned long long>(lost));
 }
 

@@ -1,103 +1,113 @@
-// The way from a processor's reports to an object's dump outlet, from any
-// thread.
+// The one way from an object's reports to Max: the end of playback, progress,
+// buffer fill, markers, metadata, latency, and console posts made on threads
+// other than Max's main thread.
 //
-// Max forbids outlets (and allocation) in the perform routine, but a player
-// reports the end of playback, progress, buffer fill and markers from it.
-// Such reports wait in a preallocated single-producer ring (the audio thread
-// writes, the main thread reads) and a clock, armed from the audio thread,
-// delivers them on the main thread. Reports from any other thread go out at
-// once.
+// Reports come from every thread: the perform routine, the processor's own
+// threads (which may not call into Max at all), Max's main and scheduler
+// threads. They wait in one lock-free queue and a qelem delivers them on the
+// main thread, outlet by outlet, with nothing locked: a patch wired from the
+// dump outlet back into the object (end of playback -> "/seek 0") re-enters
+// it on the main thread, where it may deliver what its own message added.
+// The perform routine does not set the qelem (Max does not say it may); it
+// sets a clock, the documented way out of perform, and the clock sets the
+// qelem wherever it fires (main thread, scheduler thread, audio thread).
 //
-// Lifetime: a queued bundle is only referenced; its owner (the player, which
-// keeps its marker reports until the next file opens) must keep it until
-// the queue is drained. So the binding calls Deliver before it hands the
-// processor any message, and the destructor drops what is left (after the
-// producer has been unregistered, so nothing is pushed any more).
+// A queued report is self-contained: its message is copied in, encoded as an
+// OSC packet, never a pointer into data that a new file can replace. On the
+// audio thread encoding never allocates; a report too large for its slot is
+// dropped there, and the next delivery warns how many were lost.
 //
-// Threads: construction, Deliver and destruction on the main thread; the
-// Send* operations on any thread (never blocking, never allocating on the
-// audio thread).
+// Threads: construction, Deliver and destruction on the main thread (the
+// destructor after every producer has stopped); the Push operations on any
+// thread, never blocking; EnterPerform and LeavePerform by the perform
+// routine only.
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <cstdint>
-#include <mutex>
+#include <memory>
+#include <string_view>
 
 #include "MaxWrapperApi.h"
-#include "containers/KelVector.h"
+#include "containers/KelLockFreeQueue.h"
+#include "osc/KelHostNotifier.h"
 #include "osc/KelOscBundle.h"
+#include "osc/KelOscOutputStream.h"
 
 namespace maxmsp {
 
-/** True on the thread that runs an object's perform routine, while it does
-    (set by the binding's perform routine). */
-bool IsAudioThread() noexcept;
-
-class AudioThreadScope
+class ReportQueue
 {
 public:
-    AudioThreadScope() noexcept;
-    ~AudioThreadScope();
-    AudioThreadScope(const AudioThreadScope&) = delete;
-    AudioThreadScope& operator=(const AudioThreadScope&) = delete;
+    static constexpr std::size_t numSlots = 256;
+    static constexpr std::size_t slotBytes = 480;
 
-private:
-    bool previous;
-};
-
-class DumpOutletReports
-{
-public:
-    static constexpr std::size_t capacity = 1024;
-
-    explicit DumpOutletReports(t_object* owner);
-    ~DumpOutletReports();
-    DumpOutletReports(const DumpOutletReports&) = delete;
-    DumpOutletReports& operator=(const DumpOutletReports&) = delete;
+    /** Main thread: makes the clock and the qelem. */
+    explicit ReportQueue(t_object* owner);
+    /** Main thread, when nothing pushes any more: frees the clock and the
+        qelem; what is still queued is dropped. */
+    ~ReportQueue();
+    ReportQueue(const ReportQueue&) = delete;
+    ReportQueue& operator=(const ReportQueue&) = delete;
 
     /** "bang" out of the dump outlet. */
-    void SendBang() noexcept;
-    /** The message address with one float argument. address must be a
-        static constant (it is kept by reference while queued). */
-    void SendValue(const kel::OscAddressPattern& address, double value) noexcept;
-    /** Each message of the bundle; on the audio thread the bundle is kept
-        by reference until delivered (see above). */
-    void SendBundle(const kel::OscBundle& bundle) noexcept;
+    void PushBang() noexcept;
+    /** The address (a static constant: only its pointer is queued) with one
+        float argument. */
+    void PushValue(const kel::OscAddressPattern& address, double value) noexcept;
+    /** Each message of the bundle, in order. */
+    void PushBundle(const kel::OscBundle& bundle) noexcept;
+    void PushMessage(const kel::OscMessage& message) noexcept;
+    /** A console line (posted as the console listener would). */
+    void PushPost(std::string_view text, kel::HostNotifier::Level level) noexcept;
 
-    /** Sends what the audio thread queued. Main thread (a message from
-        Max's scheduler thread may call it too: readers take turns). */
+    /** Main thread: sends what is queued, in order. Re-entrant. */
     void Deliver() noexcept;
 
-    /** Reports dropped because the ring was full (each delivery resets it). */
-    std::uint64_t getNumDropped() const noexcept { return dropped.load(std::memory_order_relaxed); }
+    /** The perform routine brackets its work with these, so that a report
+        made inside it takes the clock rather than the qelem. */
+    void EnterPerform() noexcept;
+    void LeavePerform() noexcept;
 
 private:
     enum class Kind : std::uint8_t
     {
         bang,
         value,
-        bundle
+        packet,
+        post
     };
-    struct Item
+    struct Report
     {
         Kind kind = Kind::bang;
+        kel::HostNotifier::Level level = kel::HostNotifier::Level::information;
         const kel::OscAddressPattern* address = nullptr;
         double value = 0.0;
-        const kel::OscBundle* bundle = nullptr;
+        std::uint32_t size = 0;                 // bytes of the packet or text
+        std::unique_ptr<std::uint8_t[]> large;  // when they exceed the slot (never on the audio thread)
+        std::array<std::uint8_t, slotBytes> bytes{};
+
+        const std::uint8_t* data() const noexcept { return large != nullptr ? large.get() : bytes.data(); }
     };
 
-    void dispatch(const Item& item) noexcept;
-    void push(const Item& item) noexcept;
-    void send(const Item& item) const;
-    static void clockTick(DumpOutletReports* self);
+    bool isInPerform() const noexcept;
+    /** Queues a report whose payload is bytes; false when it was dropped. */
+    void push(Kind kind, kel::HostNotifier::Level level, const std::uint8_t* payload, std::size_t size) noexcept;
+    void pushEncoded(const kel::OscBundle* bundle, const kel::OscMessage* message) noexcept;
+    void wake() noexcept;
+    void send(const Report& report) const;
+    static void clockTick(ReportQueue* self);
+    static void qelemTick(ReportQueue* self);
 
     t_object* owner;
+    kel::LockFreeQueue<Report> queue{numSlots};
+    kel::OscOutputStream audioEncoder{slotBytes};  // the perform routine's (one thread at a time)
     t_clock* clock = nullptr;
-    kel::Vector<Item> ring;
-    std::atomic<std::uint64_t> writeCount{0};
-    std::atomic<std::uint64_t> readCount{0};
+    void* qelem = nullptr;
+    std::atomic<bool> clockSet{false};
+    std::atomic<std::uint64_t> performThread{0};
     std::atomic<std::uint64_t> dropped{0};
-    std::mutex readerLock;
 };
 
 } // namespace maxmsp

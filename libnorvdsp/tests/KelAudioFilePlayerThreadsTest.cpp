@@ -6,6 +6,9 @@
 
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
 #include <random>
 #include <thread>
 
@@ -138,6 +141,117 @@ TEST(BufferingThread, EndsWithThePlayerWhateverItIsDoing)
     ASSERT_TRUE(kel::test::WaitUntil([&] { return inside.load(); }));
     ASSERT_TRUE(kel::test::FinishesWithin(10.0, [&] { host->DestroyPlayer(); }));
     EXPECT_TRUE(host->console().reports.empty()) << host->console().lines().front();
+}
+
+/** Shared by a test and a player it disposes, which may outlive the test on
+    its buffering thread. Its listener can hold up that thread's first
+    report, standing for a disk read that hangs; it records on which thread
+    the whole player was finally deleted. */
+struct DisposalWatch : kel::AudioFilePlayer::Listener
+{
+    explicit DisposalWatch(bool holdUpTheDisk) : holding(holdUpTheDisk) {}
+
+    void OnPlaybackEnded() override {}
+    void OnProgress(double) override {}
+    void OnOscMessage(const kel::OscBundle&) override {}
+    void OnBuffering(double) override
+    {
+        if (kel::CurrentThreadId() == mainThread)
+            return;
+        std::unique_lock lock(mutex);
+        bufferingThread = kel::CurrentThreadId();
+        held = holding;
+        changed.notify_all();
+        changed.wait(lock, [this] { return !holding; });
+    }
+
+    void release()
+    {
+        const std::lock_guard lock(mutex);
+        holding = false;
+        changed.notify_all();
+    }
+    void recordDeletion()
+    {
+        const std::lock_guard lock(mutex);
+        deletingThread = kel::CurrentThreadId();
+        changed.notify_all();
+    }
+    /** Waits (bounded only against a hang) until predicate holds. */
+    template <typename Predicate>
+    bool waitFor(Predicate predicate)
+    {
+        std::unique_lock lock(mutex);
+        return changed.wait_for(lock, 60s, predicate);
+    }
+
+    const std::uint64_t mainThread = kel::CurrentThreadId();
+    kel::test::RecordingConsole console;
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool holding;
+    bool held = false;
+    std::uint64_t bufferingThread = 0;
+    std::uint64_t deletingThread = 0;  // 0 while the player lives
+};
+
+/** Records its deletion after everything of kel::AudioFilePlayer is gone
+    (a base is destroyed after the classes derived from it). */
+class DeletionWitness
+{
+public:
+    explicit DeletionWitness(std::shared_ptr<DisposalWatch> w) : watch(std::move(w)) {}
+    ~DeletionWitness() { watch->recordDeletion(); }
+
+private:
+    std::shared_ptr<DisposalWatch> watch;
+};
+
+/** The watch stays registered: the witness keeps it alive as long as the
+    player, which is what removing the listeners gives a real host. */
+class WitnessedPlayer : private DeletionWitness, public kel::AudioFilePlayer
+{
+public:
+    explicit WitnessedPlayer(const std::shared_ptr<DisposalWatch>& watch)
+        : DeletionWitness(watch), kel::AudioFilePlayer(2, 192000)
+    {
+        Prepare(rate, 64);
+        AddHostListener(&watch->console);
+        AddListener(watch.get());
+    }
+};
+
+TEST(AudioFilePlayer, DisposeDeletesAtOnceOrHandsThePlayerToItsThread)
+{
+    TempDir dir;
+    const Fixture wav = Write(dir, "a.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 2, 300000);
+    for (const bool diskHeldUp : {false, true})
+    {
+        SCOPED_TRACE(diskHeldUp ? "a pass held up" : "between passes");
+        const auto watch = std::make_shared<DisposalWatch>(diskHeldUp);
+        // Whatever fails below, the buffering thread is let go in the end.
+        const std::unique_ptr<DisposalWatch, void (*)(DisposalWatch*)> letGo(watch.get(),
+                                                                             [](DisposalWatch* w) { w->release(); });
+        auto* player = new WitnessedPlayer(watch);
+        player->ProcessMessage(kel::OscMessage::CreateFromText("/open \"" + wav.path + "\""));
+        ASSERT_TRUE(watch->waitFor([&] { return watch->bufferingThread != 0 && (watch->held || !diskHeldUp); }));
+
+        const bool deleted = kel::AudioFilePlayer::Dispose(player);
+        EXPECT_EQ(deleted, !diskHeldUp);
+        if (!deleted)
+        {
+            {
+                const std::lock_guard lock(watch->mutex);
+                EXPECT_EQ(watch->deletingThread, 0u) << "deleted under its running thread";
+                EXPECT_TRUE(watch->held) << "the pass went on";
+            }
+            watch->release();
+            ASSERT_TRUE(watch->waitFor([&] { return watch->deletingThread != 0; })) << "the player was never deleted";
+        }
+        const std::lock_guard lock(watch->mutex);
+        EXPECT_EQ(watch->deletingThread, deleted ? kel::CurrentThreadId() : watch->bufferingThread);
+        EXPECT_TRUE(watch->console.reports.empty()) << watch->console.lines().front();
+    }
 }
 
 TEST(AudioFilePlayer, OpensAnotherFileWhilePlaying)

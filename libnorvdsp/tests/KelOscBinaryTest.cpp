@@ -181,6 +181,53 @@ TEST(OscBinary, LayoutOfItems)
     EXPECT_EQ(std::string(tags.begin() + 4, tags.begin() + 12), std::string(",ifs\0\0\0\0", 8));
 }
 
+// A bounded stream (the audio thread's reports) writes exactly what an
+// unbounded one writes while it fits, and past its bound drops the write,
+// says so and keeps its storage: it never allocates after construction.
+TEST(OscBinary, BoundedStreamWritesWhatFitsAndNeverGrows)
+{
+    const auto marker = [](const std::string& label)
+    {
+        OscBundle bundle;
+        OscMessage message("/marker");
+        message.AddInt32(3).AddInt64(123456789).AddString(label);
+        bundle.AddMessage(message);
+        return bundle;
+    };
+    struct Case
+    {
+        std::string label;
+        std::size_t bound;
+        bool fits;
+    };
+    const std::vector<Case> cases{
+        {"intro", 64, true},
+        {"intro", 56, true},  // exactly: 16 header + 4 size + 36 message
+        {"intro", 55, false},
+        {std::string(400, 'x'), 480, true},
+        {std::string(480, 'x'), 480, false},
+    };
+    for (const Case& c : cases)
+    {
+        OscOutputStream unbounded;
+        unbounded.WriteBundle(marker(c.label));
+        OscOutputStream bounded(c.bound);
+        const std::uint8_t* storage = bounded.getData().data();
+        for (int pass = 0; pass < 2; ++pass)  // again after Clear: the same storage
+        {
+            bounded.Clear();
+            bounded.WriteBundle(marker(c.label));
+            EXPECT_EQ(bounded.hasOverflowed(), !c.fits) << c.label.size() << " in " << c.bound;
+            EXPECT_LE(bounded.getSize(), c.bound);
+            EXPECT_EQ(bounded.getData().data(), storage);
+            if (c.fits)
+            {
+                EXPECT_EQ(bounded.getData(), unbounded.getData());
+            }
+        }
+    }
+}
+
 TEST(OscBinary, TextToBinaryAndBackKeepsEveryMessage)
 {
     const char* lines[] = {

@@ -53,6 +53,24 @@ std::string FormatAtom(const t_atom& a)
     }
 }
 
+bool AtomsToMessage(const t_atom* atoms, long n, t_symbol*& selector, std::vector<t_atom>& args)
+{
+    if (n < 1)
+        return false;
+    const t_atom& head = atoms[0];
+    if (head.a_type == A_SYM)
+    {
+        selector = head.a_w.w_sym;
+        args.assign(atoms + 1, atoms + n);
+        return true;
+    }
+    if (head.a_type != A_LONG && head.a_type != A_FLOAT)
+        return false;
+    args.assign(atoms, atoms + n);
+    selector = n > 1 ? gensym("list") : gensym(head.a_type == A_LONG ? "int" : "float");
+    return true;
+}
+
 std::string FormatAtoms(long argc, const t_atom* argv)
 {
     std::string text;

@@ -17,6 +17,11 @@ std::string FormatSymbol(const t_symbol* s);
 std::string FormatAtom(const t_atom& a);
 std::string FormatAtoms(long argc, const t_atom* argv);
 
+// The message atoms make, as a message box sends them: a symbol first is the
+// selector; a number first makes int, float or list. False when the first atom
+// is neither (or there is none).
+bool AtomsToMessage(const t_atom* atoms, long n, t_symbol*& selector, std::vector<t_atom>& args);
+
 struct ParsedAtoms
 {
     std::vector<t_atom> atoms;

@@ -2,6 +2,7 @@
 #include "MaxsimApi.h"
 #include "MaxsimDspChain.h"
 #include "MaxsimObjects.h"
+#include "MaxsimThreads.h"
 
 using namespace maxsim;
 
@@ -32,11 +33,22 @@ void z_dsp_setup(t_pxobject* x, long signalInlets)
     if (!info)
         return;
     info->signalInlets = signalInlets < 0 ? 0 : signalInlets;
+    info->dspSetup = true;
     x->z_count = static_cast<short>(info->signalInlets);
     x->z_disabled = 0;
 }
 
-void z_dsp_free(t_pxobject* x) { RemoveFromChain(reinterpret_cast<t_object*>(x)); }
+void z_dsp_free(t_pxobject* x)
+{
+    ObjectInfo* info = FindObject(x);
+    if (!info || !info->dspSetup)
+    {
+        Violation(Subject(x), "called z_dsp_free without z_dsp_setup");
+        return;
+    }
+    info->dspFreed = true;
+    RemoveFromChain(reinterpret_cast<t_object*>(x));
+}
 
 void dsp_add64(t_object* chain, t_object* x, t_perfroutine64 fn, long flags, void* userParam)
 {

@@ -10,6 +10,7 @@
 #include "MaxsimConsole.h"
 #include "MaxsimObjects.h"
 #include "MaxsimOutlets.h"
+#include "MaxsimThreads.h"
 
 namespace maxsim
 {
@@ -73,6 +74,7 @@ void SendMessage(t_object* x, t_symbol* selector, long argc, t_atom* argv)
     ClassRecord* cls = ClassOf(x);
     if (!cls)
         return;
+    CallScope scope(x);
     const MethodEntry* m = cls->findMethod(selector);
     // int and float reach the other when only one is defined, as in Max.
     if (!m && selector == gensym("int"))

@@ -1,5 +1,5 @@
-// Max messages to an object, dispatched as Max does. Main thread, or the
-// simulator's scheduler thread for `sched`.
+// Max messages to an object, dispatched as Max does, on the calling thread
+// (a script's send, a scheduler event, a patch cord).
 #pragma once
 
 #include "MaxsimApi.h"

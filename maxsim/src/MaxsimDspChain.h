@@ -1,7 +1,8 @@
-// The DSP chain: compiled on `dsp on` (multichanneloutputs, then dsp64 of
-// every signal box), run block by block on a dedicated audio thread.
-// Main thread only, except the chain object's methods, which objects call
-// from their dsp64.
+// The DSP chain. It compiles on the main thread (multichanneloutputs, then
+// dsp64 of each signal box, sources before the boxes their signal cords
+// feed) while the previous chain keeps running on the audio thread, and is
+// swapped in between blocks. A box leaves it by its own z_dsp_free, which
+// waits for a block in progress.
 #pragma once
 
 #include <string>
@@ -12,23 +13,27 @@
 namespace maxsim
 {
 
-void DspStart(double sampleRate, long vectorSize, const std::vector<t_object*>& boxes);
-void DspStop();
+// Main thread.
+void DspConfigure(double sampleRate, long vectorSize);
+void DspCompile(const std::vector<t_object*>& boxes);  // when DSP is on
+void DspOff();
 bool DspIsOn();
-// Compiles the chain again (a signal box was created while DSP is on).
-void DspRecompile(const std::vector<t_object*>& boxes);
+void SetInputChannels(t_object* box, long inlet, long channels);
+// Records the listed signal outlets of the box (all when none is listed) to a
+// WAV file, or stops ("" as the path). Returns an error text, empty when done.
+std::string SetRecording(t_object* box, const std::string& path, const std::vector<long>& outlets);
+void StopAllRecordings();
+
+// Any thread.
 double DspSampleRate();
 long DspVectorSize();
-void SetInputChannels(t_object* box, long inlet, long channels);
-// Advances audio time by ms: the blocks run on the audio thread, paced at
-// `speed` times real time (0: as fast as possible), while this thread serves
-// the main-thread queues.
-void RunAudio(double ms, double speed);
-// Starts writing the box's signal outlets to a WAV file; "" stops.
-void SetRecording(t_object* box, const std::string& path);
-void StopAllRecordings();
-// Adds a perform routine for the box whose dsp64 is running.
+
+// The audio thread: one block of the chain.
+void RunBlock();
+
+// The box whose dsp64 is running adds a perform routine.
 void AddPerform(t_object* box, t_perfroutine64 fn, long flags, void* userParam);
+// z_dsp_free: the box leaves the chain once the block in progress ends.
 void RemoveFromChain(t_object* box);
 
 }  // namespace maxsim

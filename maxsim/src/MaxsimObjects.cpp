@@ -1,15 +1,18 @@
 // Classes, object lifetime and untyped method calls (object_method).
 #include "MaxsimObjects.h"
 
+#include <chrono>
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
+#include <thread>
 #include <unordered_map>
 
 #include "MaxsimAttributes.h"
 #include "MaxsimHooks.h"
 #include "MaxsimOutlets.h"
+#include "MaxsimThreads.h"
 
 namespace maxsim
 {
@@ -23,6 +26,7 @@ struct Registry
     std::map<t_symbol*, std::map<t_symbol*, ClassRecord*>> namespaces;
     ClassRecord* pendingClass = nullptr;
     long pendingBox = 0;
+    unsigned long long nextSerial = 0;
 };
 
 // Never destroyed: externals may still call in while the process exits.
@@ -152,6 +156,27 @@ ObjectInfo* FindObject(const void* object)
     return it == r.objects.end() ? nullptr : it->second.get();
 }
 
+unsigned long long SerialOf(const void* object)
+{
+    ObjectInfo* info = object ? FindObject(object) : nullptr;
+    return info ? info->serial : 0;
+}
+
+bool IsLive(const void* object, unsigned long long serial) { return serial && SerialOf(object) == serial; }
+
+ObjectInfo* EnterObject(const void* object)
+{
+    Registry& r = registry();
+    std::lock_guard<std::mutex> lock(r.mutex);
+    auto it = r.objects.find(object);
+    if (it == r.objects.end())
+        return nullptr;
+    ++it->second->activeCalls;
+    return it->second.get();
+}
+
+void LeaveObject(ObjectInfo* info) { --info->activeCalls; }
+
 std::string BoxLabel(const void* object)
 {
     ObjectInfo* info = object ? FindObject(object) : nullptr;
@@ -179,6 +204,7 @@ void AdoptObject(t_object* object, ClassRecord* cls)
     info->cls = cls;
     Registry& r = registry();
     std::lock_guard<std::mutex> lock(r.mutex);
+    info->serial = ++r.nextSerial;
     if (r.pendingClass == cls && r.pendingBox > 0)
     {
         info->box = r.pendingBox;
@@ -209,13 +235,28 @@ t_object* Construct(ClassRecord* cls, long argc, t_atom* argv)
 {
     if (!cls->newFunction)
         return nullptr;
-    if (cls->newTypes.size() == 1 && cls->newTypes[0] == A_GIMME)
-        return static_cast<t_object*>(
-            reinterpret_cast<void* (*)(t_symbol*, long, t_atom*)>(cls->newFunction)(cls->c_sym, argc, argv));
-    std::vector<Slot> slots;
-    if (cls->newTypes.size() > MSG_MAXARG || !toSlots(cls->newTypes, argc, argv, slots))
-        return nullptr;
-    return static_cast<t_object*>(invoke(cls->newFunction, slots.data(), slots.size()));
+    t_object* x = nullptr;
+    {
+        ConstructScope scope(cls);
+        if (cls->newTypes.size() == 1 && cls->newTypes[0] == A_GIMME)
+            x = static_cast<t_object*>(
+                reinterpret_cast<void* (*)(t_symbol*, long, t_atom*)>(cls->newFunction)(cls->c_sym, argc, argv));
+        else
+        {
+            std::vector<Slot> slots;
+            if (cls->newTypes.size() > MSG_MAXARG || !toSlots(cls->newTypes, argc, argv, slots))
+                return nullptr;
+            x = static_cast<t_object*>(invoke(cls->newFunction, slots.data(), slots.size()));
+        }
+    }
+    ObjectInfo* info = x ? FindObject(x) : nullptr;
+    if (!info || info->cls != cls)
+        return x;
+    if (cls->parameters && !info->parameterInit)
+        Violation(Subject(x), "new returned without object_parameter_init, on a class with class_parameter_init");
+    if (cls->dsp && !info->dspSetup)
+        Violation(Subject(x), "new returned without z_dsp_setup, on a class with class_dspinit");
+    return x;
 }
 
 void* CallTyped(method fn, void* object, const std::vector<short>& types, long argc, const t_atom* argv)
@@ -262,10 +303,13 @@ t_max_err class_addmethod(t_class* c, const method fn, const char* name, ...)
     int first = va_arg(args, int);
     MethodEntry entry {gensym(name), fn, readTypes(first, args)};
     va_end(args);
-    // A later registration of the same name replaces the earlier one.
+    if (entry.name == gensym("multichanneloutputs") && !(entry.types.size() == 1 && entry.types[0] == A_CANT))
+        Violation(ClassSubject(c), "multichanneloutputs registered with other argument types than A_CANT");
+    // Which of two registrations Max keeps is not documented: the later one here.
     for (MethodEntry& m : cls->methods)
         if (m.name == entry.name)
         {
+            Violation(ClassSubject(c), std::string("method \"") + name + "\" registered twice");
             m = std::move(entry);
             return MAX_ERR_NONE;
         }
@@ -305,6 +349,7 @@ void* object_alloc(t_class* c)
     object->o_inlet = nullptr;
     object->o_outlet = nullptr;
     AdoptObject(object, cls);
+    NameConstructedObject(object, cls);
     return object;
 }
 
@@ -314,10 +359,21 @@ t_max_err object_free(void* x)
     if (!info)
         return MAX_ERR_INVALID_PTR;
     ClassRecord* cls = info->cls;
-    BeforeObjectFree(static_cast<t_object*>(x));
+    const bool kernelObject = static_cast<bool>(cls->release);
+    const std::string subject = Subject(x);
+    if (!kernelObject)
+        ForgetCords(x);
     if (cls->c_freefun)
+    {
+        CallScope scope(kernelObject ? nullptr : x);
         reinterpret_cast<void (*)(void*)>(cls->c_freefun)(x);
-    AfterObjectFree(static_cast<t_object*>(x));
+    }
+    if (!kernelObject)
+    {
+        DspAfterFree(static_cast<t_object*>(x), *info, subject);
+        QueueAfterFree(info->serial, subject);
+        ClocksAfterFree(info->serial, subject);
+    }
     if (info->boxDictionary)
         object_free(info->boxDictionary);
     std::unique_ptr<ObjectInfo> released;
@@ -328,7 +384,15 @@ t_max_err object_free(void* x)
         released = std::move(it->second);
         r.objects.erase(it);
     }
-    ReleaseOutlets(*released);
+    // No call can begin any more; one still running elsewhere would use what free tore down.
+    const int own = OwnCallsOn(x);
+    if (released->activeCalls.load() > own)
+    {
+        Violation(subject, "freed while another thread is inside one of its methods");
+        while (released->activeCalls.load() > own)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    ReleaseOutlets(*released, subject);
     static_cast<t_object*>(x)->o_magic = 0;
     if (cls->release)
         cls->release(static_cast<t_object*>(x));
@@ -353,10 +417,29 @@ void* object_method_imp(void* x, void* s, void* a1, void* a2, void* a3, void* a4
     if (!m || !m->fn)
         return nullptr;
     using Untyped = void* (*)(void*, void*, void*, void*, void*, void*, void*, void*, void*);
+    CallScope scope(cls->release ? nullptr : x);
     return reinterpret_cast<Untyped>(m->fn)(x, a1, a2, a3, a4, a5, a6, a7, a8);
 }
 
 }  // extern "C"
 
-// Parameter-enabled classes: the simulator has no parameter system to join.
-extern "C" t_max_err class_parameter_init(t_class* c) { return c ? MAX_ERR_NONE : MAX_ERR_INVALID_PTR; }
+// Parameter-enabled classes: the simulator has no parameter system to join,
+// but holds a class to its part: each new object calls object_parameter_init.
+extern "C" t_max_err class_parameter_init(t_class* c)
+{
+    if (!c)
+        return MAX_ERR_INVALID_PTR;
+    static_cast<ClassRecord*>(c)->parameters = true;
+    return MAX_ERR_NONE;
+}
+
+// Not in the function list (the binding does not call it): exported for the
+// externals that do, so that the check above can be met.
+extern "C" MAXSIM_EXPORT t_max_err object_parameter_init(t_object* x, long)
+{
+    ObjectInfo* info = x ? FindObject(x) : nullptr;
+    if (!info)
+        return MAX_ERR_INVALID_PTR;
+    info->parameterInit = true;
+    return MAX_ERR_NONE;
+}

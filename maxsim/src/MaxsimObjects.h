@@ -34,6 +34,8 @@ struct ClassRecord : t_class
     std::vector<MethodEntry> methods;
     std::vector<AttrRecord*> attributes;
     bool dsp = false;                               // class_dspinit was called
+    bool parameters = false;                        // class_parameter_init was called
+    bool kernelBox = false;                         // a box class of Max's own (message, route)
     std::function<void(t_object*)> release;         // frees the memory after the free method; empty: std::free
     const MethodEntry* findMethod(t_symbol* name) const;
     AttrRecord* findAttribute(t_symbol* name) const;
@@ -42,7 +44,12 @@ struct ClassRecord : t_class
 struct ObjectInfo
 {
     ClassRecord* cls = nullptr;
+    unsigned long long serial = 0;  // unique over the run: addresses are reused, serials never
     std::atomic<long> box {0};  // box number, 0 when the object is not a box
+    std::atomic<int> activeCalls {0};  // CallScopes on the object, on every thread
+    bool dspSetup = false;             // z_dsp_setup was called
+    std::atomic<bool> dspFreed {false};
+    bool parameterInit = false;        // object_parameter_init was called
     std::vector<std::unique_ptr<Outlet>> outlets;  // in creation order; guarded by the output lock
     std::map<t_symbol*, t_object*> obex;           // guarded by the output lock
     long signalInlets = 0;
@@ -55,6 +62,12 @@ ClassRecord* ClassOf(const void* object);
 ObjectInfo* FindObject(const void* object);
 // "N" for box N, "-" for NULL or an object that is not a box.
 std::string BoxLabel(const void* object);
+// The serial of a live object, 0 for anything else.
+unsigned long long SerialOf(const void* object);
+bool IsLive(const void* object, unsigned long long serial);
+// A call into a live object begins (nullptr when it is not one) and ends.
+ObjectInfo* EnterObject(const void* object);
+void LeaveObject(ObjectInfo* info);
 
 // A class of the kernel's own (attributes, clocks, dictionaries, the DSP chain):
 // its objects are allocated by the kernel with `new` and released by `release`.

@@ -2,9 +2,12 @@
 #include "MaxsimOutlets.h"
 
 #include <algorithm>
+#include <cstdio>
 
 #include "MaxsimAtoms.h"
 #include "MaxsimConsole.h"
+#include "MaxsimPatch.h"
+#include "MaxsimThreads.h"
 
 namespace maxsim
 {
@@ -13,11 +16,20 @@ namespace
 
 long indexLocked(const Outlet* outlet)
 {
+    if (!outlet->owner)
+        return -1;
     const auto& all = outlet->owner->outlets;
     for (std::size_t i = 0; i < all.size(); ++i)
         if (all[i].get() == outlet)
             return static_cast<long>(all.size() - 1 - i);
     return -1;
+}
+
+// Freed objects' outlets, never released (see ReleaseOutlets).
+std::vector<std::unique_ptr<Outlet>>& graveyard()
+{
+    static auto* outlets = new std::vector<std::unique_ptr<Outlet>>;
+    return *outlets;
 }
 
 }  // namespace
@@ -42,28 +54,52 @@ std::vector<Outlet*> OutletsLeftToRight(ObjectInfo& info)
     return result;
 }
 
-void ReleaseOutlets(ObjectInfo& info)
+void ReleaseOutlets(ObjectInfo& info, const std::string& subject)
 {
     std::lock_guard<std::mutex> lock(OutputMutex());
+    for (auto& outlet : info.outlets)
+    {
+        outlet->owner = nullptr;
+        outlet->freedAs = subject;
+        graveyard().push_back(std::move(outlet));
+    }
     info.outlets.clear();
 }
 
-void SendOut(Outlet* outlet, t_symbol* selector, long argc, const t_atom* argv)
+void SendOut(Outlet* outlet, const char* function, t_symbol* selector, long argc, const t_atom* argv)
 {
     if (!outlet)
         return;
+    long box = 0, index = -1;
+    bool kernelBox = false;
+    std::string freedAs;
+    {
+        std::lock_guard<std::mutex> lock(OutputMutex());
+        if (outlet->owner)
+        {
+            box = outlet->owner->box.load();
+            index = indexLocked(outlet);
+            kernelBox = outlet->owner->cls->kernelBox;
+        }
+        else
+            freedAs = outlet->freedAs;
+    }
+    if (!freedAs.empty())
+    {
+        Violation(freedAs, std::string("called ") + function + " on an outlet of the freed object");
+        return;
+    }
+    // Max's own boxes pass on what reached them: the violation is the sender's.
+    if (!MayCallOutlets() && !kernelBox)
+        Violation(Subject(outlet->object), std::string("called ") + function);
     std::string text = selector ? FormatSymbol(selector) : std::string("list");
     if (argc > 0)
     {
         text += ' ';
         text += FormatAtoms(argc, argv);
     }
-    std::lock_guard<std::mutex> lock(OutputMutex());
-    long box = outlet->owner->box.load();
-    std::string line = "out " + (box > 0 ? std::to_string(box) : std::string("-")) + " " +
-                       std::to_string(indexLocked(outlet)) + " " + text + "\n";
-    std::fwrite(line.data(), 1, line.size(), stdout);
-    std::fflush(stdout);
+    EmitLine("out " + (box > 0 ? std::to_string(box) : std::string("-")) + " " + std::to_string(index) + " " + text);
+    DeliverThroughCords(outlet->object, index, selector ? selector : gensym("list"), argc, argv);
 }
 
 }  // namespace maxsim
@@ -77,7 +113,7 @@ void* outlet_new(void* x, const char* type)
     ObjectInfo* info = FindObject(x);
     if (!info)
         return nullptr;
-    auto outlet = std::make_unique<Outlet>(Outlet {info, static_cast<t_object*>(x), type ? gensym(type) : nullptr});
+    auto outlet = std::make_unique<Outlet>(Outlet {info, static_cast<t_object*>(x), type ? gensym(type) : nullptr, {}});
     Outlet* result = outlet.get();
     std::lock_guard<std::mutex> lock(OutputMutex());
     info->outlets.push_back(std::move(outlet));
@@ -86,13 +122,13 @@ void* outlet_new(void* x, const char* type)
 
 void* outlet_bang(t_outlet* o)
 {
-    SendOut(static_cast<Outlet*>(o), gensym("bang"), 0, nullptr);
+    SendOut(static_cast<Outlet*>(o), "outlet_bang", gensym("bang"), 0, nullptr);
     return nullptr;
 }
 
 void* outlet_anything(t_outlet* o, t_symbol* s, short ac, t_atom* av)
 {
-    SendOut(static_cast<Outlet*>(o), s, ac, av);
+    SendOut(static_cast<Outlet*>(o), "outlet_anything", s, ac, av);
     return nullptr;
 }
 
@@ -121,7 +157,9 @@ void object_obex_dumpout(void* x, t_symbol* s, long argc, t_atom* argv)
 {
     t_object* dumpout = nullptr;
     if (object_obex_lookup(x, gensym("dumpout"), &dumpout) == MAX_ERR_NONE && dumpout)
-        SendOut(reinterpret_cast<Outlet*>(dumpout), s, argc, argv);
+        SendOut(reinterpret_cast<Outlet*>(dumpout), "object_obex_dumpout", s, argc, argv);
+    else if (!MayCallOutlets())
+        Violation(Subject(x), "called object_obex_dumpout");
 }
 
 }  // extern "C"

@@ -1,7 +1,8 @@
 // Runs a script against one external: boxes numbered from 1 in creation
-// order, messages from the main or the scheduler thread, DSP, time, files.
-// After each command the main thread serves its queue. At the end the
-// remaining boxes are freed in creation order.
+// order, patch cords, messages from the main thread or where scheduler events
+// run, DSP, time, files. After each command the threads settle: the main
+// queue served, no scheduler event due. At the end the remaining boxes are
+// freed in creation order.
 #include "MaxsimRunner.h"
 
 #include <cmath>
@@ -12,20 +13,22 @@
 #include <iostream>
 #include <map>
 #include <stdexcept>
-#include <thread>
 #include <vector>
 
 #include "MaxsimAtoms.h"
 #include "MaxsimAttributes.h"
+#include "MaxsimAudioThread.h"
 #include "MaxsimConsole.h"
 #include "MaxsimDictionary.h"
 #include "MaxsimDispatch.h"
 #include "MaxsimDspChain.h"
 #include "MaxsimLoader.h"
 #include "MaxsimObjects.h"
+#include "MaxsimPatch.h"
 #include "MaxsimPaths.h"
 #include "MaxsimScheduler.h"
 #include "MaxsimScript.h"
+#include "MaxsimThreads.h"
 
 namespace maxsim
 {
@@ -49,11 +52,13 @@ std::string text(const t_atom& a) { return a.a_type == A_SYM ? a.a_w.w_sym->s_na
 class Runner
 {
 public:
-    explicit Runner(std::string external) : external(std::move(external)) {}
+    Runner(std::string external, Overdrive mode) : external(std::move(external)), mode(mode) {}
 
     int Run(std::istream& in, const std::string& scriptName)
     {
-        SetMainThread();
+        SetRole(Role::Main);
+        RegisterKernelBoxes();
+        StartScheduler(mode);
         ScriptLine line;
         int lineNumber = 0;
         std::string error;
@@ -68,7 +73,7 @@ public:
                 if (!parsed.error.empty())
                     throw ScriptError(parsed.error);
                 execute(line, parsed.atoms);
-                ServeAll();
+                Settle();
             }
             catch (const ScriptError& e)
             {
@@ -79,7 +84,7 @@ public:
             }
         }
         finish();
-        return status;
+        return status ? status : AnyViolation() ? 3 : 0;
     }
 
 private:
@@ -99,6 +104,8 @@ private:
             {"dialog", &Runner::doDialog},     {"record", &Runner::doRecord},
             {"stoprecord", &Runner::doStopRecord},
             {"classinfo", &Runner::doClassInfo},
+            {"connect", &Runner::doConnect},   {"disconnect", &Runner::doDisconnect},
+            {"overdrive", &Runner::doOverdrive},
         };
         auto it = commands.find(line.command);
         if (it == commands.end())
@@ -110,6 +117,13 @@ private:
     {
         if (atoms.size() < n)
             throw ScriptError(std::string("usage: ") + usage);
+    }
+
+    static long integer(const t_atom& a, const char* what)
+    {
+        if (a.a_type != A_LONG)
+            throw ScriptError(std::string(what) + " must be an integer, not " + FormatAtom(a));
+        return static_cast<long>(a.a_w.w_long);
     }
 
     t_object* box(const t_atom& a)
@@ -172,7 +186,7 @@ private:
         info->boxDictionary = reinterpret_cast<t_object*>(dictionary);
         boxes.push_back(x);
         if (cls->dsp)
-            DspRecompile(boxes);
+            DspCompile(boxes);
     }
 
     void doDict(const ScriptLine&, std::vector<t_atom>& atoms)
@@ -184,24 +198,15 @@ private:
     // The message a script's atoms make: a number first makes int, float or list.
     static void message(std::vector<t_atom>& atoms, std::size_t first, t_symbol*& selector, std::vector<t_atom>& args)
     {
-        const t_atom& head = atoms[first];
-        if (head.a_type == A_SYM)
-        {
-            selector = head.a_w.w_sym;
-            args.assign(atoms.begin() + static_cast<long>(first) + 1, atoms.end());
-            return;
-        }
-        if (head.a_type != A_LONG && head.a_type != A_FLOAT)
-            throw ScriptError("a message cannot begin with " + FormatAtom(head));
-        args.assign(atoms.begin() + static_cast<long>(first), atoms.end());
-        selector = args.size() > 1 ? gensym("list") : gensym(head.a_type == A_LONG ? "int" : "float");
+        if (!AtomsToMessage(atoms.data() + first, static_cast<long>(atoms.size() - first), selector, args))
+            throw ScriptError("a message cannot begin with " + FormatAtom(atoms[first]));
     }
 
     void doSend(const ScriptLine&, std::vector<t_atom>& atoms) { sendMessage(atoms, false); }
     void doSched(const ScriptLine&, std::vector<t_atom>& atoms) { sendMessage(atoms, true); }
 
-    // "send" runs on the main thread; "sched" on a scheduler thread of its
-    // own, so that what the object defers lands in the main-thread queue.
+    // "send" runs on the main thread; "sched" where scheduler events run in
+    // the current overdrive mode, and returns once it has run there.
     void sendMessage(std::vector<t_atom>& atoms, bool fromScheduler)
     {
         need(atoms, 2, fromScheduler ? "sched BOX SELECTOR ATOMS..." : "send BOX SELECTOR ATOMS...");
@@ -212,8 +217,34 @@ private:
         const auto send = [&] { SendMessage(x, selector, static_cast<long>(args.size()), args.data()); };
         if (!fromScheduler)
             return send();
-        std::thread scheduler(send);
-        scheduler.join();
+        RunScheduled(send);
+    }
+
+    void cord(std::vector<t_atom>& atoms, bool make)
+    {
+        need(atoms, 4, make ? "connect SRC OUTLET DST INLET" : "disconnect SRC OUTLET DST INLET");
+        t_object* src = box(atoms[0]);
+        t_object* dst = box(atoms[2]);
+        const long outlet = integer(atoms[1], "the outlet");
+        const long inlet = integer(atoms[3], "the inlet");
+        const bool signal = IsSignalCord(src, outlet);
+        const std::string error = make ? Connect(src, outlet, dst, inlet) : Disconnect(src, outlet, dst, inlet);
+        if (!error.empty())
+            throw ScriptError(error);
+        if (signal)
+            DspCompile(boxes);
+    }
+
+    void doConnect(const ScriptLine&, std::vector<t_atom>& atoms) { cord(atoms, true); }
+    void doDisconnect(const ScriptLine&, std::vector<t_atom>& atoms) { cord(atoms, false); }
+
+    void doOverdrive(const ScriptLine&, std::vector<t_atom>& atoms)
+    {
+        need(atoms, 1, "overdrive off|on|audio");
+        Overdrive chosen;
+        if (!ParseOverdrive(text(atoms[0]), chosen))
+            throw ScriptError("usage: overdrive off|on|audio");
+        SetOverdrive(chosen);
     }
 
     void doPacket(const ScriptLine& line, std::vector<t_atom>& atoms)
@@ -238,20 +269,23 @@ private:
 
     void doDsp(const ScriptLine&, std::vector<t_atom>& atoms)
     {
-        need(atoms, 1, "dsp on [SR [VS]] | dsp off");
+        static const char* usage = "usage: dsp on|start [SR [VS]] | dsp off";
+        if (atoms.empty())
+            throw ScriptError(usage);
         const std::string what = text(atoms[0]);
+        if (what != "on" && what != "start" && what != "off")
+            throw ScriptError(usage);
+        StopAudio();
         if (what == "off")
-            DspStop();
-        else if (what == "on")
-        {
-            const double sr = atoms.size() > 1 ? number(atoms[1], "the sample rate") : 48000.0;
-            const double vs = atoms.size() > 2 ? number(atoms[2], "the vector size") : 64.0;
-            if (sr <= 0.0 || vs < 1.0 || vs > 8192.0)
-                throw ScriptError("bad sample rate or vector size");
-            DspStart(sr, static_cast<long>(vs), boxes);
-        }
-        else
-            throw ScriptError("usage: dsp on [SR [VS]] | dsp off");
+            return DspOff();
+        const double sr = atoms.size() > 1 ? number(atoms[1], "the sample rate") : 48000.0;
+        const double vs = atoms.size() > 2 ? number(atoms[2], "the vector size") : 64.0;
+        if (sr <= 0.0 || vs < 1.0 || vs > 8192.0)
+            throw ScriptError("bad sample rate or vector size");
+        DspConfigure(sr, static_cast<long>(vs));
+        DspCompile(boxes);
+        if (what == "start")
+            StartAudio();
     }
 
     void doInputChannels(const ScriptLine&, std::vector<t_atom>& atoms)
@@ -286,7 +320,6 @@ private:
         need(atoms, 1, "free BOX");
         t_object* x = box(atoms[0]);
         boxes[static_cast<std::size_t>(atoms[0].a_w.w_long - 1)] = nullptr;
-        RemoveFromChain(x);
         object_free(x);
     }
 
@@ -314,16 +347,28 @@ private:
         SetDialogAnswer(answer == "cancel" ? std::string() : answer);
     }
 
+    // A recording takes the outlets it records as a cord does: DSP compiles again.
     void doRecord(const ScriptLine&, std::vector<t_atom>& atoms)
     {
-        need(atoms, 2, "record BOX FILE.wav");
-        SetRecording(box(atoms[0]), text(atoms[1]));
+        need(atoms, 2, "record BOX FILE.wav [OUTLET...]");
+        std::vector<long> outlets;
+        for (std::size_t i = 2; i < atoms.size(); ++i)
+            outlets.push_back(integer(atoms[i], "the outlet"));
+        record(box(atoms[0]), text(atoms[1]), outlets);
     }
 
     void doStopRecord(const ScriptLine&, std::vector<t_atom>& atoms)
     {
         need(atoms, 1, "stoprecord BOX");
-        SetRecording(box(atoms[0]), std::string());
+        record(box(atoms[0]), std::string(), {});
+    }
+
+    void record(t_object* x, const std::string& path, const std::vector<long>& outlets)
+    {
+        const std::string error = SetRecording(x, path, outlets);
+        if (!error.empty())
+            throw ScriptError(error);
+        DspCompile(boxes);
     }
 
     void doClassInfo(const ScriptLine&, std::vector<t_atom>& atoms)
@@ -355,8 +400,9 @@ private:
 
     void finish()
     {
-        ServeAll();
-        DspStop();
+        Settle();
+        StopAudio();
+        DspOff();
         StopAllRecordings();
         for (t_object*& x : boxes)
             if (x)
@@ -364,10 +410,12 @@ private:
                 object_free(x);
                 x = nullptr;
             }
-        ServeAll();
+        Settle();
+        StopScheduler();
     }
 
     std::string external;
+    Overdrive mode;
     bool loaded = false;
     double speed = 1.0;
     std::vector<t_object*> boxes;
@@ -378,21 +426,32 @@ private:
 
 int RunMain(int argc, char** argv)
 {
-    if (argc < 2 || argc > 3)
+    std::vector<std::string> args(argv + 1, argv + argc);
+    Overdrive mode = Overdrive::Off;
+    if (args.size() >= 2 && args[0] == "--overdrive")
     {
-        std::cerr << "usage: maxsim EXTERNAL [SCRIPT]   (the script is read from stdin when absent)" << std::endl;
+        if (!ParseOverdrive(args[1], mode))
+            args.clear();
+        else
+            args.erase(args.begin(), args.begin() + 2);
+    }
+    if (args.empty() || args.size() > 2)
+    {
+        std::cerr << "usage: maxsim [--overdrive off|on|audio] EXTERNAL [SCRIPT]   (the script is read from stdin "
+                     "when absent)"
+                  << std::endl;
         return 2;
     }
-    Runner runner(argv[1]);
-    if (argc == 2)
+    Runner runner(args[0], mode);
+    if (args.size() == 1)
         return runner.Run(std::cin, "stdin");
-    std::ifstream script(argv[2]);
+    std::ifstream script(args[1]);
     if (!script)
     {
-        std::cerr << "maxsim: cannot read " << argv[2] << std::endl;
+        std::cerr << "maxsim: cannot read " << args[1] << std::endl;
         return 2;
     }
-    return runner.Run(script, argv[2]);
+    return runner.Run(script, args[1]);
 }
 
 }  // namespace maxsim

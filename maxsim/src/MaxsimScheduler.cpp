@@ -1,56 +1,68 @@
-// Deferred calls and clocks. defer and defer_medium run at once on the main
-// thread; from other threads defer queues at the front and defer_medium at
-// the back; defer_low always queues at the back. Clocks may be set from any
-// thread (the audio thread included) and fire on the main thread.
 #include "MaxsimScheduler.h"
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <deque>
+#include <memory>
 #include <mutex>
+#include <optional>
+#include <string>
 #include <thread>
 #include <vector>
 
-#include "MaxsimConsole.h"
 #include "MaxsimHooks.h"
 #include "MaxsimObjects.h"
+#include "MaxsimQueue.h"
 
 namespace maxsim
 {
 namespace
 {
 
-using Clock = std::chrono::steady_clock;
-
-struct Task
-{
-    void* object;
-    method fn;
-    t_symbol* selector;
-    std::vector<t_atom> atoms;
-};
+using SteadyClock = std::chrono::steady_clock;
 
 struct ClockRecord
 {
     t_object ob;
-    void* owner = nullptr;
+    void* arg = nullptr;
     method fn = nullptr;
+    const void* owner = nullptr;
+    unsigned long long ownerSerial = 0;
+    std::string ownerSubject;
     bool set = false;
+    bool freed = false;
     double due = 0.0;
     unsigned long long order = 0;
+
+    bool ownerFreed() const { return ownerSerial && !IsLive(owner, ownerSerial); }
+    std::string ownerName() const { return ownerSerial && !ownerFreed() ? Subject(owner) : ownerSubject; }
+};
+
+struct SchedTask
+{
+    std::function<void()> fn;
+    bool done = false;
 };
 
 struct State
 {
-    std::mutex mutex;
-    std::condition_variable wakeup;
-    std::deque<Task> tasks;
-    std::vector<ClockRecord*> clocks;
+    std::mutex mutex;  // guards everything below
+    std::condition_variable changed;
+    std::vector<ClockRecord*> clocks;  // never released: see the clock class
+    std::deque<std::shared_ptr<SchedTask>> schedTasks;
     double now = 0.0;
     unsigned long long order = 0;
     bool kicked = false;
-    std::thread::id mainThread;
+    bool audioRunning = false;
+    bool continuousAudio = false;
+    bool schedulerBusy = false;
+    bool tickBusy = false;
+    bool quit = false;
+    std::thread thread;
+    // Held by whichever thread runs scheduler events, so that two never do.
+    std::mutex events;
 };
 
 State& state()
@@ -77,21 +89,99 @@ double nextDue(State& s)
     return next;
 }
 
-bool hasWork(State& s) { return !s.tasks.empty() || dueClock(s) || s.kicked; }
+bool hasEvents(State& s) { return dueClock(s) || !s.schedTasks.empty(); }
 
-void removeClock(void* x)
+// Overdrive on or audio: an event is due or running on the thread that runs them.
+bool eventsPending(State& s)
 {
-    State& s = state();
-    std::lock_guard<std::mutex> lock(s.mutex);
-    std::erase(s.clocks, static_cast<ClockRecord*>(x));
+    return GetOverdrive() != Overdrive::Off && (s.schedulerBusy || s.tickBusy || hasEvents(s));
 }
 
+bool schedulerThreadDrives(State& s)
+{
+    const Overdrive mode = GetOverdrive();
+    return mode == Overdrive::On || (mode == Overdrive::Audio && !s.audioRunning);
+}
+
+// Runs due clocks, then `sched` messages, until none is left. The caller holds `events`.
+void runEvents(State& s)
+{
+    std::unique_lock<std::mutex> lock(s.mutex);
+    for (;;)
+    {
+        if (ClockRecord* c = dueClock(s))
+        {
+            c->set = false;
+            void* arg = c->arg;
+            method fn = c->fn;
+            // Entered before the lock goes, so that a free of the owner meanwhile waits for the call.
+            std::optional<CallScope> scope;
+            scope.emplace(c->owner);
+            const bool ownerFreed = c->ownerFreed();
+            lock.unlock();
+            if (ownerFreed)
+                // Set while its object was being freed, after the check at free.
+                Violation(c->ownerName(), "a clock set while it was freed fired (not called)");
+            else if (fn)
+                reinterpret_cast<void (*)(void*)>(fn)(arg);
+            scope.reset();
+            lock.lock();
+            continue;
+        }
+        if (!s.schedTasks.empty())
+        {
+            std::shared_ptr<SchedTask> task = s.schedTasks.front();
+            s.schedTasks.pop_front();
+            lock.unlock();
+            task->fn();
+            lock.lock();
+            task->done = true;
+            s.changed.notify_all();
+            continue;
+        }
+        return;
+    }
+}
+
+void schedulerLoop()
+{
+    SetRole(Role::Scheduler);
+    State& s = state();
+    std::unique_lock<std::mutex> lock(s.mutex);
+    for (;;)
+    {
+        s.changed.wait(lock, [&] { return s.quit || (schedulerThreadDrives(s) && hasEvents(s)); });
+        if (s.quit)
+            return;
+        s.schedulerBusy = true;
+        lock.unlock();
+        {
+            std::lock_guard<std::mutex> events(s.events);
+            // The audio thread may have taken over while this thread waited.
+            std::unique_lock<std::mutex> check(s.mutex);
+            const bool drives = schedulerThreadDrives(s);
+            check.unlock();
+            if (drives)
+                runEvents(s);
+        }
+        lock.lock();
+        s.schedulerBusy = false;
+        s.changed.notify_all();
+    }
+}
+
+// Clocks stay allocated after freeobject, so that a late call is reported
+// instead of reading freed memory.
 ClassRecord* clockClass()
 {
     static ClassRecord* cls = [] {
-        ClassRecord* c = NewKernelClass("clock", [](t_object* o) { delete reinterpret_cast<ClockRecord*>(o); });
+        ClassRecord* c = NewKernelClass("clock", [](t_object*) {});
         c->c_freefun = reinterpret_cast<method>(+[](void* x) -> void* {
-            removeClock(x);
+            State& s = state();
+            std::lock_guard<std::mutex> lock(s.mutex);
+            auto* clock = static_cast<ClockRecord*>(x);
+            clock->set = false;
+            clock->freed = true;
             return nullptr;
         });
         return c;
@@ -99,71 +189,79 @@ ClassRecord* clockClass()
     return cls;
 }
 
-bool serveOne()
+// Checks a clock call; false when the clock may not be touched.
+bool usable(ClockRecord* c, const char* function)
 {
-    State& s = state();
-    std::unique_lock<std::mutex> lock(s.mutex);
-    if (!s.tasks.empty())
+    bool freed = false;
     {
-        Task task = std::move(s.tasks.front());
-        s.tasks.pop_front();
-        lock.unlock();
-        using Deferred = void (*)(void*, t_symbol*, short, t_atom*);
-        reinterpret_cast<Deferred>(task.fn)(task.object, task.selector, static_cast<short>(task.atoms.size()),
-                                            task.atoms.empty() ? nullptr : task.atoms.data());
-        return true;
+        State& s = state();
+        std::lock_guard<std::mutex> lock(s.mutex);
+        freed = c->freed;
     }
-    if (ClockRecord* c = dueClock(s))
+    if (freed)
     {
-        c->set = false;
-        void* owner = c->owner;
-        method fn = c->fn;
-        lock.unlock();
-        if (fn)
-            reinterpret_cast<void (*)(void*)>(fn)(owner);
-        return true;
+        Violation(c->ownerName(), std::string("called ") + function + " on a freed clock");
+        return false;
     }
-    return false;
-}
-
-enum class Where
-{
-    NowOnMainElseFront,
-    NowOnMainElseBack,
-    Back
-};
-
-void* deferCall(void* object, method fn, t_symbol* s, short argc, t_atom* argv, Where where)
-{
-    if (!fn)
-        return nullptr;
-    if (where != Where::Back && IsMainThread())
+    if (c->ownerFreed())
     {
-        reinterpret_cast<void (*)(void*, t_symbol*, short, t_atom*)>(fn)(object, s, argc, argv);
-        return nullptr;
+        Violation(c->ownerName(), std::string("called ") + function + " on a clock of the freed object");
+        return false;
     }
-    Task task {object, fn, s, std::vector<t_atom>(argv, argv + (argv ? std::max<short>(argc, 0) : 0))};
-    State& st = state();
-    {
-        std::lock_guard<std::mutex> lock(st.mutex);
-        if (where == Where::NowOnMainElseFront)
-            st.tasks.push_front(std::move(task));
-        else
-            st.tasks.push_back(std::move(task));
-    }
-    st.wakeup.notify_all();
-    return nullptr;
+    // Clocks are for Max's threads; a thread of one's own goes through a qelem.
+    if (CurrentRole() == Role::Foreign)
+        Violation(c->ownerName(), std::string("called ") + function);
+    return true;
 }
 
 }  // namespace
 
-void SetMainThread() { state().mainThread = std::this_thread::get_id(); }
-bool IsMainThread() { return std::this_thread::get_id() == state().mainThread; }
+void StartScheduler(Overdrive mode)
+{
+    SetOverdriveMode(mode);
+    State& s = state();
+    s.quit = false;
+    s.thread = std::thread(schedulerLoop);
+}
+
+void StopScheduler()
+{
+    State& s = state();
+    {
+        std::lock_guard<std::mutex> lock(s.mutex);
+        s.quit = true;
+    }
+    s.changed.notify_all();
+    if (s.thread.joinable())
+        s.thread.join();
+}
+
+void SetOverdrive(Overdrive mode)
+{
+    State& s = state();
+    {
+        std::lock_guard<std::mutex> lock(s.mutex);
+        SetOverdriveMode(mode);
+    }
+    s.changed.notify_all();
+}
 
 void ServeAll()
 {
-    while (serveOne())
+    State& s = state();
+    for (;;)
     {
+        if (RunQueued())
+            continue;
+        if (GetOverdrive() != Overdrive::Off)
+            return;
+        std::lock_guard<std::mutex> events(s.events);
+        {
+            std::lock_guard<std::mutex> lock(s.mutex);
+            if (!hasEvents(s))
+                return;
+        }
+        runEvents(s);
     }
 }
 
@@ -174,7 +272,7 @@ void ServeWhile(const std::function<bool()>& busy)
     {
         ServeAll();
         std::unique_lock<std::mutex> lock(s.mutex);
-        s.wakeup.wait_for(lock, std::chrono::milliseconds(20), [&] { return hasWork(s); });
+        s.changed.wait_for(lock, std::chrono::milliseconds(20), [&] { return s.kicked; });
         s.kicked = false;
     }
     ServeAll();
@@ -183,8 +281,8 @@ void ServeWhile(const std::function<bool()>& busy)
 void ServeFor(double ms)
 {
     State& s = state();
-    const auto start = Clock::now();
-    const auto end = start + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double, std::milli>(ms));
+    const auto start = SteadyClock::now();
+    const auto end = start + std::chrono::duration_cast<SteadyClock::duration>(std::chrono::duration<double, std::milli>(ms));
     double base;
     {
         std::lock_guard<std::mutex> lock(s.mutex);
@@ -194,19 +292,101 @@ void ServeFor(double ms)
     {
         ServeAll();
         std::unique_lock<std::mutex> lock(s.mutex);
-        const auto t = Clock::now();
-        s.now = base + std::min(ms, std::chrono::duration<double, std::milli>(t - start).count());
+        const auto t = SteadyClock::now();
+        if (!s.continuousAudio)
+        {
+            s.now = std::max(s.now, base + std::min(ms, std::chrono::duration<double, std::milli>(t - start).count()));
+            s.changed.notify_all();
+        }
         if (t >= end)
             break;
         auto until = end;
         const double next = nextDue(s);
-        if (next >= 0.0)
-            until = std::min(until, start + std::chrono::duration_cast<Clock::duration>(
+        if (next >= 0.0 && !s.continuousAudio)
+            until = std::min(until, start + std::chrono::duration_cast<SteadyClock::duration>(
                                                 std::chrono::duration<double, std::milli>(next - base)));
-        s.wakeup.wait_until(lock, until, [&] { return !s.tasks.empty() || s.kicked; });
+        s.changed.wait_until(lock, until, [&] { return s.kicked; });
         s.kicked = false;
     }
     ServeAll();
+}
+
+void Settle()
+{
+    State& s = state();
+    for (int round = 0;; ++round)
+    {
+        ServeAll();
+        bool continuous;
+        {
+            std::unique_lock<std::mutex> lock(s.mutex);
+            s.changed.wait(lock, [&] { return !eventsPending(s); });
+            continuous = s.continuousAudio;
+        }
+        if (QueueIsEmpty())
+        {
+            if (GetOverdrive() != Overdrive::Off)
+                break;
+            std::lock_guard<std::mutex> lock(s.mutex);
+            if (!hasEvents(s))
+                break;
+        }
+        // Running audio keeps adding work: the state at the command's end is enough.
+        if (continuous && round >= 3)
+            break;
+    }
+}
+
+void RunScheduled(const std::function<void()>& fn)
+{
+    if (GetOverdrive() == Overdrive::Off)
+        return fn();
+    State& s = state();
+    auto task = std::make_shared<SchedTask>();
+    task->fn = fn;
+    std::unique_lock<std::mutex> lock(s.mutex);
+    s.schedTasks.push_back(task);
+    s.changed.notify_all();
+    s.changed.wait(lock, [&] { return task->done; });
+}
+
+void AudioBegins(bool continuous)
+{
+    State& s = state();
+    std::lock_guard<std::mutex> lock(s.mutex);
+    s.audioRunning = true;
+    s.continuousAudio = continuous;
+}
+
+void AudioEnds()
+{
+    State& s = state();
+    {
+        std::lock_guard<std::mutex> lock(s.mutex);
+        s.audioRunning = false;
+        s.continuousAudio = false;
+        s.kicked = true;
+    }
+    s.changed.notify_all();
+}
+
+void SchedulerTick()
+{
+    if (GetOverdrive() != Overdrive::Audio)
+        return;
+    State& s = state();
+    RoleScope role(Role::AudioTick);
+    std::lock_guard<std::mutex> events(s.events);
+    {
+        std::lock_guard<std::mutex> lock(s.mutex);
+        s.tickBusy = true;
+    }
+    runEvents(s);
+    {
+        std::lock_guard<std::mutex> lock(s.mutex);
+        s.tickBusy = false;
+    }
+    s.changed.notify_all();
 }
 
 void AdvanceTime(double ms)
@@ -217,7 +397,7 @@ void AdvanceTime(double ms)
         s.now = ms;
         s.kicked = true;
     }
-    s.wakeup.notify_all();
+    s.changed.notify_all();
 }
 
 double SchedulerTime()
@@ -234,27 +414,24 @@ void Wake()
         std::lock_guard<std::mutex> lock(s.mutex);
         s.kicked = true;
     }
-    s.wakeup.notify_all();
+    s.changed.notify_all();
 }
 
-void AfterObjectFree(t_object* object)
+void ClocksAfterFree(unsigned long long serial, const std::string& subject)
 {
     State& s = state();
-    std::size_t tasks = 0, clocks = 0;
+    std::size_t set = 0;
     {
         std::lock_guard<std::mutex> lock(s.mutex);
-        tasks = std::erase_if(s.tasks, [&](const Task& t) { return t.object == object; });
         for (ClockRecord* c : s.clocks)
-            if (c->set && c->owner == object)
+            if (c->ownerSerial == serial && c->set && !c->freed)
             {
                 c->set = false;
-                ++clocks;
+                ++set;
             }
     }
-    if (tasks || clocks)
-        Emit("bug", object,
-             "maxsim: freed with " + std::to_string(tasks) + " deferred calls and " + std::to_string(clocks) +
-                 " set clocks pending (dropped)");
+    if (set)
+        Violation(subject, "a clock still set when it was freed (unset)");
 }
 
 }  // namespace maxsim
@@ -263,26 +440,16 @@ using namespace maxsim;
 
 extern "C" {
 
-void* defer(void* x, method fn, t_symbol* s, short argc, t_atom* argv)
-{
-    return deferCall(x, fn, s, argc, argv, Where::NowOnMainElseFront);
-}
-
-void* defer_medium(void* x, method fn, t_symbol* s, short argc, t_atom* argv)
-{
-    return deferCall(x, fn, s, argc, argv, Where::NowOnMainElseBack);
-}
-
-void* defer_low(void* x, method fn, t_symbol* s, short argc, t_atom* argv)
-{
-    return deferCall(x, fn, s, argc, argv, Where::Back);
-}
-
 t_clock* clock_new(void* x, method fn)
 {
     auto* c = new ClockRecord {};
-    c->owner = x;
+    c->arg = x;
     c->fn = fn;
+    c->owner = SerialOf(x) ? x : CurrentObject();
+    c->ownerSerial = SerialOf(c->owner);
+    c->ownerSubject = Subject(c->owner);
+    if (CurrentRole() != Role::Main)
+        Violation(c->ownerSubject, "called clock_new");
     AdoptObject(&c->ob, clockClass());
     State& s = state();
     std::lock_guard<std::mutex> lock(s.mutex);
@@ -292,26 +459,29 @@ t_clock* clock_new(void* x, method fn)
 
 void clock_delay(t_clock* x, long ms)
 {
-    if (!x)
-        return;
     auto* c = static_cast<ClockRecord*>(x);
+    if (!c || !usable(c, "clock_delay"))
+        return;
     State& s = state();
     {
         std::lock_guard<std::mutex> lock(s.mutex);
+        if (c->freed)
+            return;
         c->set = true;
         c->due = s.now + static_cast<double>(std::max(0L, ms));
         c->order = ++s.order;
     }
-    s.wakeup.notify_all();
+    s.changed.notify_all();
 }
 
 void clock_unset(t_clock* x)
 {
-    if (!x)
+    auto* c = static_cast<ClockRecord*>(x);
+    if (!c || !usable(c, "clock_unset"))
         return;
     State& s = state();
     std::lock_guard<std::mutex> lock(s.mutex);
-    static_cast<ClockRecord*>(x)->set = false;
+    c->set = false;
 }
 
 }  // extern "C"

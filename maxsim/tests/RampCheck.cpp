@@ -1,6 +1,7 @@
 // Reads a WAV file that maxsim recorded from probe~ with libsndfile and
-// checks it holds probe~'s ramp: channel c, frame n = c + (n mod 1024) / 1024.
-// Usage: maxsim_ramp_check FILE CHANNELS FRAMES SAMPLERATE
+// checks it holds probe~'s ramp: probe~'s channel c, frame n = c + (n mod 1024) / 1024.
+// Usage: maxsim_ramp_check FILE CHANNELS FRAMES SAMPLERATE [SOURCE...]
+// where SOURCE i is the probe~ channel the file's channel i holds (default i).
 #include <sndfile.h>
 
 #include <cstdio>
@@ -9,7 +10,7 @@
 
 int main(int argc, char** argv)
 {
-    if (argc != 5)
+    if (argc < 5)
         return 2;
     SF_INFO info {};
     SNDFILE* file = sf_open(argv[1], SFM_READ, &info);
@@ -19,6 +20,9 @@ int main(int argc, char** argv)
         return 1;
     }
     const long channels = std::atol(argv[2]), frames = std::atol(argv[3]), rate = std::atol(argv[4]);
+    std::vector<long> sources;
+    for (long c = 0; c < channels; ++c)
+        sources.push_back(5 + c < argc ? std::atol(argv[5 + c]) : c);
     int status = 0;
     if (info.channels != channels || info.frames != frames || info.samplerate != rate ||
         (info.format & SF_FORMAT_SUBMASK) != SF_FORMAT_FLOAT)
@@ -33,7 +37,8 @@ int main(int argc, char** argv)
     for (long n = 0; n < info.frames && status == 0; ++n)
         for (long c = 0; c < info.channels; ++c)
         {
-            const float want = static_cast<float>(c) + static_cast<float>(n % 1024) / 1024.0f;
+            const float want = static_cast<float>(sources[static_cast<std::size_t>(c)]) +
+                               static_cast<float>(n % 1024) / 1024.0f;
             const float got = samples[static_cast<std::size_t>(n * info.channels + c)];
             if (got != want)
             {

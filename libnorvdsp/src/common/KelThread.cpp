@@ -1,8 +1,9 @@
 #include "common/KelThread.h"
 
+#include <algorithm>
 #include <chrono>
-#include <exception>
 #include <thread>
+#include <type_traits>
 
 #if defined(_WIN32)
 #include <string>
@@ -44,16 +45,30 @@ void SetCurrentThreadName(const String& name)
 #endif
 }
 
-std::uint64_t CurrentThreadId()
+#if !defined(_WIN32)
+// pthread_t is an integer on Linux and a pointer on macOS.
+template <typename Handle>
+std::uint64_t HandleToInteger(Handle handle) noexcept
 {
-#if defined(_WIN32)
-    return std::uint64_t(::GetCurrentThreadId());
-#else
-    return std::uint64_t(pthread_self());
-#endif
+    if constexpr (std::is_pointer_v<Handle>)
+        return std::uint64_t(reinterpret_cast<std::uintptr_t>(handle));
+    else
+        return std::uint64_t(handle);
 }
+#endif
 
 } // namespace
+
+std::uint64_t CurrentThreadId() noexcept
+{
+#if defined(_WIN32)
+    // Not std::this_thread::get_id() nor pthread_self(): under winpthreads
+    // they allocate a record the first time a foreign thread asks.
+    return std::uint64_t(::GetCurrentThreadId());
+#else
+    return HandleToInteger(pthread_self());
+#endif
+}
 
 struct Thread::Native
 {
@@ -61,6 +76,7 @@ struct Thread::Native
     HANDLE handle = nullptr;
 #else
     pthread_t handle{};
+    bool joinable = false;
 #endif
 };
 
@@ -68,52 +84,90 @@ Thread::Thread(String threadName) : name(std::move(threadName)) {}
 
 Thread::~Thread()
 {
-    if (!skipStopOnDestruction)
-        stop(500.0);
+    stop(-1.0);
     delete native;
 }
 
-void Thread::Entry(Thread* self)
+void Thread::Entry(Thread* self) noexcept
 {
-    self->threadId.store(CurrentThreadId(), std::memory_order_release);
     SetCurrentThreadName(self->name);
-    bool go = false;
+    try
     {
-        std::unique_lock lock(self->startedMutex);
-        go = self->startedCondition.wait_for(lock, std::chrono::milliseconds(10000),
-                                             [self] { return self->started; });
+        self->run();
     }
-    if (go)
+    catch (...)
     {
-        try
-        {
-            self->run();
-        }
-        catch (const std::exception&)
-        {
-            // A worker has nobody to report to; ending quietly beats taking
-            // the host process down. (Only standard exceptions: a forced
-            // end unwinds through here and must not be swallowed.)
-        }
+        // A worker has nobody to report to; ending quietly beats taking
+        // the host process down.
     }
-    self->threadId.store(0, std::memory_order_release);
-    self->running.store(false, std::memory_order_release);
+    // Unless the owner has handed itself over, *self may be gone as soon as
+    // this exchange is seen: it is the worker's last touch of it.
+    if (self->life.exchange(Life::finished, std::memory_order_acq_rel) != Life::handedOver)
+        return;
+
+    // Nobody will stop or join this thread any more: it releases itself, so
+    // that the destructor, which whenFinished may run right here, has
+    // nothing to wait for.
+    std::function<void()> action = std::move(self->whenFinished);
+#if defined(_WIN32)
+    ::CloseHandle(self->native->handle);
+    self->native->handle = nullptr;
+#else
+    pthread_detach(pthread_self());
+    self->native->joinable = false;
+#endif
+    self->life.store(Life::idle, std::memory_order_release);
+    try
+    {
+        action();
+    }
+    catch (...)
+    {
+    }
+}
+
+bool Thread::isRunning() const noexcept
+{
+    const Life now = life.load(std::memory_order_acquire);
+    return now == Life::running || now == Life::handedOver;
+}
+
+void Thread::reap() noexcept
+{
+    if (native != nullptr)
+    {
+#if defined(_WIN32)
+        if (native->handle != nullptr)
+        {
+            // run() has returned; this waits only for the thread's exit.
+            ::WaitForSingleObject(native->handle, INFINITE);
+            ::CloseHandle(native->handle);
+            native->handle = nullptr;
+        }
+#else
+        if (native->joinable)
+        {
+            pthread_join(native->handle, nullptr);
+            native->joinable = false;
+        }
+#endif
+    }
+    life.store(Life::idle, std::memory_order_release);
 }
 
 bool Thread::start()
 {
-    std::lock_guard guard(startMutex);
+    const std::lock_guard guard(controlMutex);
     exitFlag.store(false, std::memory_order_release);
-    if (running.load(std::memory_order_acquire))
+    if (isRunning())
         return true;
+    if (life.load(std::memory_order_acquire) == Life::finished)
+        reap();
 
-    {
-        std::lock_guard lock(startedMutex);
-        started = false;
-    }
     if (native == nullptr)
         native = new Native();
-    running.store(true, std::memory_order_release);
+    // Before the thread exists: a worker that ends at once must find it.
+    life.store(Life::running, std::memory_order_release);
 #if defined(_WIN32)
     // On x64 the lambda's calling convention is the one _beginthreadex wants.
     auto entry = [](void* arg) -> unsigned {
@@ -123,11 +177,9 @@ bool Thread::start()
     const auto handle = ::_beginthreadex(nullptr, 0, entry, this, 0, nullptr);
     if (handle == 0)
     {
-        running.store(false, std::memory_order_release);
+        life.store(Life::idle, std::memory_order_release);
         return false;
     }
-    if (native->handle != nullptr)
-        ::CloseHandle(native->handle);
     native->handle = reinterpret_cast<HANDLE>(handle);
 #else
     auto entry = [](void* arg) -> void* {
@@ -136,30 +188,23 @@ bool Thread::start()
     };
     if (pthread_create(&native->handle, nullptr, entry, this) != 0)
     {
-        running.store(false, std::memory_order_release);
+        life.store(Life::idle, std::memory_order_release);
         return false;
     }
-    // Nobody joins: stop() polls the running flag, as a forced end must also
-    // leave nothing to join.
-    pthread_detach(native->handle);
+    native->joinable = true;
 #endif
-    {
-        std::lock_guard lock(startedMutex);
-        started = true;
-    }
-    startedCondition.notify_all();
     return true;
 }
 
 void Thread::signalShouldExit() noexcept
 {
-    exitFlag.exchange(true, std::memory_order_acq_rel);
+    exitFlag.store(true, std::memory_order_release);
 }
 
 void Thread::notify() noexcept
 {
     {
-        std::lock_guard lock(wakeMutex);
+        const std::lock_guard lock(wakeMutex);
         signalled = true;
     }
     wakeCondition.notify_all();
@@ -183,40 +228,46 @@ bool Thread::wait(double milliseconds)
 
 bool Thread::stop(double timeoutMilliseconds)
 {
-    std::lock_guard guard(startMutex);
-    if (!running.load(std::memory_order_acquire))
+    const std::lock_guard guard(controlMutex);
+    if (life.load(std::memory_order_acquire) == Life::idle)
         return true;
 
     signalShouldExit();
     notify();
 
-    const long long polls = timeoutMilliseconds > 0.0 ? static_cast<long long>(timeoutMilliseconds) / 5 : 0;
-    for (long long i = 0; (timeoutMilliseconds < 0.0 || i < polls) && running.load(std::memory_order_acquire); ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-
-    if (!running.load(std::memory_order_acquire))
+    // Polled: a condition signalled by the worker would be touched by it
+    // after the owner may already have destroyed it.
+    const auto deadline = std::chrono::steady_clock::now()
+                        + std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                              std::chrono::duration<double, std::milli>(std::max(0.0, timeoutMilliseconds)));
+    for (;;)
     {
-#if defined(_WIN32)
-        ::WaitForSingleObject(native->handle, INFINITE);
-        ::CloseHandle(native->handle);
-        native->handle = nullptr;
-#endif
-        return true;
+        const Life now = life.load(std::memory_order_acquire);
+        if (now == Life::finished)
+        {
+            reap();
+            return true;
+        }
+        if (now == Life::idle)
+            return true;
+        if (timeoutMilliseconds >= 0.0 && std::chrono::steady_clock::now() >= deadline)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
+}
 
-    // Last resort: the worker ignored every request. Ending it forcibly may
-    // leak what it held, but a hung worker would hang the host.
-#if defined(_WIN32)
-    ::TerminateThread(native->handle, 1);
-    ::CloseHandle(native->handle);
-    native->handle = nullptr;
-#else
-    pthread_cancel(native->handle);
-    for (int i = 0; i < 200 && running.load(std::memory_order_acquire); ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-#endif
-    threadId.store(0, std::memory_order_release);
-    running.store(false, std::memory_order_release);
+bool Thread::handOver(std::function<void()> action)
+{
+    if (life.load(std::memory_order_acquire) != Life::running)
+        return false;
+    // Written before the exchange publishes it; the worker reads it only
+    // after seeing handedOver.
+    whenFinished = std::move(action);
+    Life expected = Life::running;
+    if (life.compare_exchange_strong(expected, Life::handedOver, std::memory_order_acq_rel))
+        return true;  // *this may already be gone
+    // The worker finished meanwhile and never reads whenFinished.
+    whenFinished = nullptr;
     return false;
 }
 

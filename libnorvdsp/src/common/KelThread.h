@@ -1,36 +1,50 @@
 // kel::Thread: a named worker thread with an auto-reset wake-up event and a
 // polite, polled stop. Subclasses implement run() and poll shouldExit().
 //
+// A worker is never ended forcibly: a thread killed while it holds a lock of
+// the C runtime (the heap's) hangs the whole process. A worker that does not
+// end in time keeps running with its exit flag set; its owner either waits
+// again or hands itself over to it (handOver), and the worker then frees the
+// owner when run() returns.
+//
 // Threads: start(), stop(), signalShouldExit() and notify() may be called
 // from any thread but the worker itself (stop() from the worker would wait
 // for its own end). wait() is for the worker. notify() and shouldExit()
 // never block for long (notify takes the event's mutex briefly) and are safe
-// on the audio thread.
+// on the audio thread. handOver() is the owner's last call.
 #pragma once
 
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
+#include <functional>
 #include <mutex>
 
 #include "common/KelString.h"
 
 namespace kel {
 
+/** The calling thread's id: never 0, distinct among the threads alive at
+    once. Any thread, also one the library did not create (the host's audio
+    thread): allocates nothing and never blocks. */
+std::uint64_t CurrentThreadId() noexcept;
+
 class Thread
 {
 public:
     explicit Thread(String threadName);
-    /** Stops the thread (500 ms time-out) unless setSkipStopOnDestruction was
-        called. Subclasses whose run() uses their own members must stop the
-        thread in their own destructor, before those members go. */
+    /** Waits for the worker to end, without a time-out. Subclasses whose
+        run() uses their own members must stop the thread in their own
+        destructor, before those members go. Inside handOver's whenFinished
+        (on the worker itself) there is nothing left to wait for. */
     virtual ~Thread();
 
     Thread(const Thread&) = delete;
     Thread& operator=(const Thread&) = delete;
 
-    /** Starts the OS thread; does nothing when it already runs. Returns false
-        when the OS refused to create it. Blocks briefly. */
+    /** Starts the OS thread; does nothing (but clear the exit flag) when it
+        already runs. Returns false when the OS refused to create it. Blocks
+        briefly. */
     bool start();
 
     /** Asks run() to return; never blocks. */
@@ -46,49 +60,59 @@ public:
         The event resets itself. */
     bool wait(double milliseconds);
 
-    /** Sets the exit flag, wakes the worker and polls every 5 ms until it has
-        ended. A positive time-out allows timeout / 5 polls, a negative one
-        waits for ever, zero does not wait. A thread still running after that
-        is ended forcibly and false is returned. Blocks; never call it from
-        the worker or the audio thread. */
+    /** Sets the exit flag, wakes the worker and waits up to the time-out
+        (negative: for ever, zero: not at all) for run() to return. Returns
+        whether the worker has ended; one that has not keeps running, its
+        exit flag set. Blocks; never call it from the worker or the audio
+        thread. */
     bool stop(double timeoutMilliseconds);
 
-    bool isRunning() const noexcept { return running.load(std::memory_order_acquire); }
+    /** For a worker that did not end in time (after stop returned false):
+        hands the rest of the owner's life to the worker. Returns false and
+        does nothing when the worker has already ended (or never started):
+        the caller cleans up as usual. Otherwise returns true, and the worker
+        calls whenFinished on its own thread right after run() returns;
+        whenFinished may delete this Thread and whatever owns it. After true
+        the caller must not touch the Thread again, nor may any other thread.
+        Never blocks. */
+    bool handOver(std::function<void()> whenFinished);
+
+    /** True from start() until run() has returned. */
+    bool isRunning() const noexcept;
     const String& getName() const noexcept { return name; }
-
-    void setSkipStopOnDestruction(bool skip) noexcept { skipStopOnDestruction = skip; }
-
-    /** Kept for the host's scheduling hints; the OS default is used. */
-    int getPriority() const noexcept { return priority; }
-    void setPriority(int newPriority) noexcept { priority = newPriority; }
-    /** An id of the worker while it runs, 0 otherwise. */
-    std::uint64_t getThreadId() const noexcept { return threadId.load(std::memory_order_acquire); }
 
 protected:
     /** The thread's work; return when shouldExit() turns true. */
     virtual void run() = 0;
 
 private:
+    // One atomic word settles who finishes the worker: the worker's single
+    // exchange at its end either sees handedOver (and owns everything) or
+    // tells the owner it has finished (and touches nothing more).
+    enum class Life : int
+    {
+        idle,        // no OS thread to wait for
+        running,     // run() has not returned
+        finished,    // run() has returned; the OS thread is not joined yet
+        handedOver   // run() has not returned; the worker calls whenFinished
+    };
+
     struct Native;
-    static void Entry(Thread* self);
+    static void Entry(Thread* self) noexcept;
+    /** Joins (or closes) the OS thread of a finished worker; control held. */
+    void reap() noexcept;
 
     String name;
-    Native* native = nullptr;             // the OS thread handle, owned
-    std::atomic<bool> running{false};     // true from creation until run() has returned
-    std::atomic<std::uint64_t> threadId{0};
-    std::recursive_mutex startMutex;      // serialises start and stop
-
-    std::mutex startedMutex;
-    std::condition_variable startedCondition;
-    bool started = false;
+    Native* native = nullptr;                  // the OS thread handle, owned
+    std::atomic<Life> life{Life::idle};
+    std::function<void()> whenFinished;        // written before handedOver, read by the worker after
+    std::mutex controlMutex;                   // serialises start and stop
 
     std::mutex wakeMutex;
     std::condition_variable wakeCondition;
     bool signalled = false;
 
     std::atomic<bool> exitFlag{false};
-    int priority = 2;
-    bool skipStopOnDestruction = false;
 };
 
 } // namespace kel

@@ -14,10 +14,6 @@ namespace kel {
 
 namespace {
 
-// The player whose Process runs on this thread, if any: a message sent back
-// from a listener inside Process must not wait for its own block to end.
-thread_local const AudioFilePlayer* processingPlayer = nullptr;
-
 std::uint64_t ClampedCapacity(std::uint64_t requested)
 {
     return std::clamp(requested, AudioFilePlayer::minRingCapacity, AudioFilePlayer::maxRingCapacity);
@@ -49,10 +45,12 @@ bool ClaimReport(std::atomic<double>& last, double value, double step, bool upwa
 // ---------------------------------------------------------------------------
 // Handshakes between the message and audio threads
 
+// The block's thread is recorded in the player rather than in thread-local
+// storage: mingw-w64 emulates that, allocating on a thread's first use,
+// which would be the audio thread's first block.
 AudioFilePlayer::AudioBlockScope::AudioBlockScope(AudioFilePlayer& owner) noexcept
-    : player(owner), outerPlayer(processingPlayer)
+    : player(owner), outerThread(owner.processingThread.exchange(CurrentThreadId(), std::memory_order_relaxed))
 {
-    processingPlayer = &player;
     player.blockInProgress.store(true);  // sequentially consistent: see KelAudioFilePlayerScopes.h
     transportFree = player.transportChanges.load() == 0;
     listenersFree = !player.listenersChanging.load();
@@ -61,7 +59,7 @@ AudioFilePlayer::AudioBlockScope::AudioBlockScope(AudioFilePlayer& owner) noexce
 AudioFilePlayer::AudioBlockScope::~AudioBlockScope()
 {
     player.blockInProgress.store(false, std::memory_order_release);
-    processingPlayer = outerPlayer;
+    player.processingThread.store(outerThread, std::memory_order_relaxed);
 }
 
 AudioFilePlayer::TransportChange::TransportChange(AudioFilePlayer& owner) : player(owner)
@@ -91,7 +89,9 @@ AudioFilePlayer::ListenersChange::~ListenersChange()
 
 bool AudioFilePlayer::isProcessingOnThisThread() const noexcept
 {
-    return processingPlayer == this;
+    // Relaxed: only this thread ever stores its own id here, so it reads
+    // its own last store; any other thread's id differs either way.
+    return processingThread.load(std::memory_order_relaxed) == CurrentThreadId();
 }
 
 void AudioFilePlayer::waitForBlockInProgress() const noexcept
@@ -136,14 +136,29 @@ AudioFilePlayer::~AudioFilePlayer()
         const ListenersChange change(*this);
         listeners.Clear();
     }
-    if (bufferingThread != nullptr && !bufferingThread->stop(bufferingThreadStopTimeoutMs))
-        ReportError("AudioFilePlayer : the buffering thread did not end within "
-                    + ToString(bufferingThreadStopTimeoutMs) + " ms and was ended forcibly");
+    // Without a time-out: the thread reads the reader and the ring until it
+    // ends. Dispose is the way out for a host that cannot wait.
+    if (bufferingThread != nullptr)
+        bufferingThread->stop(-1.0);
     {
         const std::lock_guard lock(transportMutex);
         reader.reset();
     }
     bufferingThread.reset();
+}
+
+bool AudioFilePlayer::Dispose(AudioFilePlayer* player) noexcept
+{
+    if (player == nullptr)
+        return true;
+    Thread* const thread = player->bufferingThread.get();
+    // A lambda holding one pointer is stored inside std::function: nothing
+    // is allocated that could throw here.
+    if (thread != nullptr && !thread->stop(bufferingThreadStopTimeoutMs)
+        && thread->handOver([player] { delete player; }))
+        return false;
+    delete player;
+    return true;
 }
 
 // ---------------------------------------------------------------------------

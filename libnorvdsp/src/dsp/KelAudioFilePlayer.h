@@ -116,10 +116,24 @@ public:
         thread; throws "couldn't create buffering thread" when it cannot.
         Main thread; allocates the ring. */
     AudioFilePlayer(std::uint32_t numChannels, std::uint64_t bufferSize);
-    /** Stops the buffering thread (3000 ms, then forcibly; a forced end is
-        reported as an error) and closes the file. Main thread; the host
-        makes sure no block runs any more. */
+    /** Waits for the buffering thread to end, however long its pass takes
+        (it checks its exit flag between passes), then closes the file. The
+        host makes sure no block runs any more. A host that must not wait
+        uses Dispose instead. */
     ~AudioFilePlayer() override;
+
+    /** Frees a player without waiting for a stuck disk for ever: asks the
+        buffering thread to exit and waits up to
+        bufferingThreadStopTimeoutMs. When it ended, deletes the player and
+        returns true. Otherwise hands the player to its buffering thread,
+        which deletes it as soon as its pass ends, and returns false (the
+        host tells its user). Either way the caller must not touch the
+        player again.
+        Main thread only, once the host guarantees that no Process call
+        runs or will run, and with every listener removed (the player's and
+        the host's): the thread may still report until it ends. Blocks up
+        to bufferingThreadStopTimeoutMs. A null player returns true. */
+    static bool Dispose(AudioFilePlayer* player) noexcept;
 
     // ------------------------------------------------------------------
     // Transport. Message thread; each blocks on the disk (one synchronous
@@ -221,10 +235,6 @@ public:
         "playback position", "dumpout". */
     String getOutletDescription(std::uint32_t index, bool multichannel) const override;
 
-    /** Set by the host while the object runs its creation messages. */
-    void setInitialising(bool isInitialising) noexcept { initialising.store(isInitialising); }
-    bool isInitialising() const noexcept { return initialising.load(); }
-
 protected:
     /** One block (audio thread): copies out of the ring, advances the
         transport, writes the position signal, reports. Never allocates,
@@ -314,6 +324,7 @@ private:
     std::atomic<std::uint64_t> ringUsed{0};         // frames written and not yet read
     std::atomic<int> transportChanges{0};           // resets in progress (the audio side stays away)
     std::atomic<bool> blockInProgress{false};       // the audio thread is inside Process
+    std::atomic<std::uint64_t> processingThread{0}; // CurrentThreadId() of the thread inside Process, or 0
     std::atomic<bool> listenersChanging{false};     // the audio side skips its reports
     bool endedPending = false;                      // audio thread: an end to deliver next block
     mutable std::recursive_mutex listenersMutex;    // listener calls off the audio thread
@@ -324,7 +335,6 @@ private:
     };
     Vector<MarkerReport> markerReports;             // built when a file opens, sent by the audio side
     std::atomic<bool> fileIsOpen{false};
-    std::atomic<bool> initialising{false};
 };
 
 } // namespace kel

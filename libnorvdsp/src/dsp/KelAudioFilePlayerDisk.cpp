@@ -19,7 +19,8 @@ AudioFilePlayer::BufferingThread::BufferingThread(AudioFilePlayer& owner) : Thre
 
 AudioFilePlayer::BufferingThread::~BufferingThread()
 {
-    stop(bufferingThreadStopTimeoutMs);
+    // run() reads the player's members until it returns.
+    stop(-1.0);
 }
 
 void AudioFilePlayer::BufferingThread::run()

@@ -12,6 +12,7 @@
 // Internal to the player's source files.
 #pragma once
 
+#include <cstdint>
 #include <thread>
 
 #include "dsp/KelAudioFilePlayer.h"
@@ -34,7 +35,7 @@ public:
 
 private:
     AudioFilePlayer& player;
-    const AudioFilePlayer* outerPlayer;
+    std::uint64_t outerThread;  // restored at the end: blocks may nest
     bool transportFree = false;
     bool listenersFree = false;
 };

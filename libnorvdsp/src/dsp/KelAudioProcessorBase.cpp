@@ -64,8 +64,6 @@ AudioProcessorBase::~AudioProcessorBase() = default;
 
 void AudioProcessorBase::resizeWorkBuffers(std::uint32_t size)
 {
-    scratchA.Resize(size, 0.0f);
-    scratchB.Resize(size, 0.0f);
     silentChannel.Resize(size, 0.0f);
     discardChannel.Resize(size, 0.0f);
     inputWork.setSize(numInputs, size);

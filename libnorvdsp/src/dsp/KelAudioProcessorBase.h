@@ -154,10 +154,6 @@ protected:
     /** Held while the configuration changes; ProcessBlock only tries it. */
     std::recursive_mutex& getProcessingLock() noexcept { return processingLock; }
 
-    /** Two scratch vectors of getBlockSize() floats for Process (the audio
-        thread may write them; the frame does not use them). */
-    Vector<float>& getScratch(int which) noexcept { return which == 0 ? scratchA : scratchB; }
-
 private:
     void processRuns(std::uint32_t numFrames, const float* const* inputs, std::uint32_t numInputChannels,
                      float* const* outputs, std::uint32_t numOutputChannels) noexcept;
@@ -172,9 +168,8 @@ private:
     std::atomic<bool> mute{false};
     std::atomic<bool> bypass{false};
 
-    // Per-block work: scratch for Process, silence for missing inputs and a
-    // sink for missing outputs.
-    Vector<float> scratchA, scratchB;
+    // Per-block work: silence for missing inputs and a sink for missing
+    // outputs.
     Vector<float> silentChannel, discardChannel;
     // Work buffers: the double entry's conversion buffers, and the views
     // handed to Process.

@@ -6,29 +6,45 @@
 
 namespace kel {
 
-std::size_t OscOutputStream::grow(std::size_t numBytes)
+OscOutputStream::OscOutputStream(std::size_t maxBytes) : bound(maxBytes)
 {
-    // Geometric growth: the vector's own Resize reserves exactly.
+    bytes.Reserve(maxBytes);
+}
+
+std::uint8_t* OscOutputStream::grow(std::size_t numBytes)
+{
     const std::size_t at = bytes.size();
-    if (at + numBytes > bytes.capacity())
+    if (bound != 0)
+    {
+        if (overflowed || at + numBytes > bound)
+        {
+            overflowed = true;
+            return nullptr;
+        }
+    }
+    else if (at + numBytes > bytes.capacity())
+    {
+        // Geometric growth: the vector's own Resize reserves exactly.
         bytes.Reserve(std::max(at + numBytes, 2 * bytes.capacity()));
+    }
     bytes.Resize(at + numBytes);
-    return at;
+    return bytes.data() + at;
 }
 
 void OscOutputStream::writeBigEndian(std::uint64_t value, int numBytes)
 {
-    const std::size_t at = grow(std::size_t(numBytes));
+    std::uint8_t* at = grow(std::size_t(numBytes));
+    if (at == nullptr)
+        return;
     for (int i = numBytes - 1; i >= 0; --i, value >>= 8)
-        bytes[at + std::size_t(i)] = std::uint8_t(value);
+        at[i] = std::uint8_t(value);
 }
 
 void OscOutputStream::writePadding()
 {
     const std::size_t extra = (4 - bytes.size() % 4) % 4;
-    const std::size_t at = grow(extra);
-    if (extra != 0)
-        std::memset(bytes.data() + at, 0, extra);
+    if (std::uint8_t* at = grow(extra); at != nullptr && extra != 0)
+        std::memset(at, 0, extra);
 }
 
 void OscOutputStream::WriteInt32(std::int32_t v) { writeBigEndian(std::uint32_t(v), 4); }
@@ -40,29 +56,23 @@ void OscOutputStream::WriteTimeTag(OscTimeTag tag) { writeBigEndian(tag.value, 8
 void OscOutputStream::WriteString(std::string_view text)
 {
     text = text.substr(0, text.find('\0'));
-    const std::size_t at = grow(text.size() + 1);
+    std::uint8_t* at = grow(text.size() + 1);
+    if (at == nullptr)
+        return;
     if (!text.empty())
-        std::memcpy(bytes.data() + at, text.data(), text.size());
-    bytes[at + text.size()] = 0;
+        std::memcpy(at, text.data(), text.size());
+    at[text.size()] = 0;
     writePadding();
 }
 
 void OscOutputStream::WriteBlob(const MemoryBlock& blob)
 {
     WriteInt32(std::int32_t(blob.size()));
-    const std::size_t at = grow(blob.size());
+    std::uint8_t* at = grow(blob.size());
+    if (overflowed)
+        return;
     if (!blob.empty())
-        std::memcpy(bytes.data() + at, blob.data(), blob.size());
-    writePadding();
-}
-
-void OscOutputStream::WriteTypeTagString(std::string_view tags)
-{
-    const std::size_t at = grow(tags.size() + 2);
-    bytes[at] = ',';
-    if (!tags.empty())
-        std::memcpy(bytes.data() + at + 1, tags.data(), tags.size());
-    bytes[at + 1 + tags.size()] = 0;
+        std::memcpy(at, blob.data(), blob.size());
     writePadding();
 }
 
@@ -83,7 +93,17 @@ void OscOutputStream::WriteArgument(const OscArgument& a)
 void OscOutputStream::WriteMessage(const OscMessage& message)
 {
     WriteString(message.getAddressPattern().getText());
-    WriteTypeTagString(message.getTypeTags());
+    // "," then the tags, a zero and padding; written one by one, as building
+    // them as a text could allocate.
+    const std::size_t numArguments = message.getNumArguments();
+    if (std::uint8_t* at = grow(numArguments + 2); at != nullptr)
+    {
+        at[0] = ',';
+        for (std::size_t i = 0; i < numArguments; ++i)
+            at[1 + i] = std::uint8_t(message[i].getTypeTag());
+        at[1 + numArguments] = 0;
+        writePadding();
+    }
     for (std::size_t i = 0; i < message.getNumArguments(); ++i)
         WriteArgument(message[i]);
 }
@@ -105,6 +125,8 @@ void OscOutputStream::WriteElement(const OscBundle::Element& element)
         WriteMessage(element.getMessage());
     else
         WriteBundle(element.getBundle());
+    if (overflowed)
+        return;
     const auto size = std::uint32_t(bytes.size() - sizeAt - 4);
     for (int i = 0; i < 4; ++i)
         bytes[sizeAt + std::size_t(i)] = std::uint8_t(size >> (24 - 8 * i));

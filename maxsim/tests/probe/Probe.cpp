@@ -1,14 +1,47 @@
 // probe~: a test external that exercises what the simulator offers, built
 // and loaded like a real external (the Max API left undefined).
 // Outlets from the left: 0 and 1 signal, 2 multichannel, 3 dump.
+// Some of its methods break Max's rules on purpose (the simulator must say
+// so), and "badclass" registers probe.bad~, a class that breaks them at
+// registration, creation, DSP compilation and free.
 #include <atomic>
 #include <cstring>
 #include <string>
+#include <thread>
 
 #include "MaxWrapperOwnApi.h"
 
+#if defined(_WIN32)
+#include <windows.h>
+#else
+extern "C" t_max_err object_parameter_init(t_object* x, long type);
+#endif
+
 namespace
 {
+
+// Not in the binding's function list, so not in the import libraries either:
+// found in the kernel at run time on Windows.
+#if defined(_WIN32)
+t_max_err objectParameterInit(t_object* x, long type)
+{
+    using Init = t_max_err (*)(t_object*, long);
+    static const auto init =
+        reinterpret_cast<Init>(GetProcAddress(GetModuleHandleA("MaxAPI.dll"), "object_parameter_init"));
+    if (!init)
+        return MAX_ERR_GENERIC;
+    return init(x, type);
+}
+#else
+t_max_err objectParameterInit(t_object* x, long type) { return object_parameter_init(x, type); }
+#endif
+
+// One compilation's perform state: dsp64 runs on the main thread while the
+// previous chain may still call perform, so each chain counts its own blocks.
+struct Run
+{
+    std::atomic<long> blocks;
+};
 
 struct Probe
 {
@@ -25,11 +58,23 @@ struct Probe
     void* dump;
     t_clock* tick;
     t_clock* report;
+    t_clock* where;
+    void* qelem;
     t_dictionary* dictionary;
-    long blocks;                   // audio thread only
-    std::atomic<long> firstBlock;  // ins, outs and frames of the first block, reported on the main thread
+    Run runs[8];                   // used in turn by each dsp64
+    unsigned nextRun;              // main thread
+    std::atomic<long> firstBlock;  // ins, outs, input and frames of the first block, reported by a clock
     long firstIns, firstOuts;
+    double firstInput;
+    std::atomic<int> misbehave;              // what the next perform call does wrong
+    std::atomic<std::thread::id> audioThread;  // where perform last ran
     bool zeroed;
+};
+
+enum Misbehave
+{
+    performOutlet = 1,
+    performQelem = 2,
 };
 
 t_class* probeClass = nullptr;
@@ -39,6 +84,13 @@ t_symbol* sym(const char* s) { return gensym(s); }
 void out(Probe* x, const char* selector, long ac, t_atom* av)
 {
     outlet_anything(x->dump, sym(selector), static_cast<short>(ac), av);
+}
+
+// Which thread runs this: Max's main thread, the audio thread, or neither.
+void postWhere(Probe* x, const char* what)
+{
+    object_post(&x->ob.z_ob, "%s main %d audio %d", what, static_cast<int>(systhread_ismainthread()),
+                x->audioThread.load() == std::this_thread::get_id() ? 1 : 0);
 }
 
 void* probeNew(t_symbol*, long ac, t_atom* av)
@@ -62,9 +114,12 @@ void* probeNew(t_symbol*, long ac, t_atom* av)
     x->along = 5;
     x->tick = clock_new(x, reinterpret_cast<method>(+[](Probe* p) { object_post(&p->ob.z_ob, "tick"); }));
     x->report = clock_new(x, reinterpret_cast<method>(+[](Probe* p) {
-        object_post(&p->ob.z_ob, "first block: %ld frames, %ld ins, %ld outs", p->firstBlock.load(), p->firstIns,
-                    p->firstOuts);
+        object_post(&p->ob.z_ob, "first block: %ld frames, %ld ins, %ld outs, input %g", p->firstBlock.load(),
+                    p->firstIns, p->firstOuts, p->firstInput);
     }));
+    x->where = clock_new(x, reinterpret_cast<method>(+[](Probe* p) { postWhere(p, "clock"); }));
+    x->qelem = qelem_new(x, reinterpret_cast<method>(+[](Probe* p) { postWhere(p, "qelem"); }));
+    objectParameterInit(&x->ob.z_ob, 0);
     object_post(&x->ob.z_ob, "new with %ld arguments, record %s", ac, zeroed ? "zeroed" : "not zeroed");
     attr_args_process(x, static_cast<short>(ac), av);
     x->dictionary = object_dictionaryarg(ac, av);
@@ -78,6 +133,8 @@ void probeFree(Probe* x)
     z_dsp_free(&x->ob);
     freeobject(x->tick);
     freeobject(x->report);
+    freeobject(x->where);
+    qelem_free(x->qelem);
     object_post(&x->ob.z_ob, "free");
 }
 
@@ -146,6 +203,60 @@ void probeLater(Probe* x, t_atom_long n)
 
 void probeTick(Probe* x, t_atom_long ms) { clock_delay(x->tick, static_cast<long>(ms)); }
 void probeUntick(Probe* x) { clock_unset(x->tick); }
+
+void probeWhere(Probe* x) { postWhere(x, "message"); }
+void probeWhereAt(Probe* x, t_atom_long ms) { clock_delay(x->where, static_cast<long>(ms)); }
+void probeWhereQelem(Probe* x) { qelem_set(x->qelem); }
+
+// What a thread of the object's own may and may not do; joined before the method returns.
+template <typename F>
+void onOwnThread(F f)
+{
+    std::thread thread(f);
+    thread.join();
+}
+
+void probeThreadOut(Probe* x)
+{
+    onOwnThread([x] { outlet_bang(x->dump); });
+}
+void probeThreadClock(Probe* x)
+{
+    onOwnThread([x] { clock_delay(x->tick, 0); });
+}
+void probeThreadQelem(Probe* x)
+{
+    onOwnThread([x] { qelem_set(x->qelem); });
+}
+void probeThreadDefer(Probe* x)
+{
+    onOwnThread([x] {
+        defer(x, reinterpret_cast<method>(+[](Probe* p, t_symbol*, short, t_atom*) { postWhere(p, "defer"); }),
+              nullptr, 0, nullptr);
+    });
+}
+
+void probeNewClock(Probe* x)
+{
+    t_clock* c = clock_new(x, reinterpret_cast<method>(+[](Probe*) {}));
+    freeobject(c);
+}
+
+// A clock and a qelem used after they were freed.
+void probeUseFreed(Probe* x)
+{
+    t_clock* c = clock_new(x, reinterpret_cast<method>(+[](Probe*) {}));
+    freeobject(c);
+    clock_delay(c, 0);
+    void* q = qelem_new(x, reinterpret_cast<method>(+[](Probe*) {}));
+    qelem_free(q);
+    qelem_set(q);
+    qelem_free(q);
+}
+
+void probePerformOut(Probe* x) { x->misbehave |= performOutlet; }
+void probePerformQelem(Probe* x) { x->misbehave |= performQelem; }
+void probeDspFree(Probe* x) { z_dsp_free(&x->ob); }
 
 void probeDict(Probe* x, t_symbol* key)
 {
@@ -270,16 +381,24 @@ void* probeSecret(Probe* x, void* arg)
 long probeMultichannelOutputs(Probe* x, long index) { return index == 2 ? x->mcchans : 1; }
 
 // Channel c of every outlet carries c + (frame mod 1024) / 1024, exact in float.
-void probePerform(Probe* x, t_object*, double**, long numins, double** outs, long numouts, long frames, long, void*)
+void probePerform(Probe* x, t_object*, double** ins, long numins, double** outs, long numouts, long frames, long,
+                  void* userParam)
 {
-    const long start = x->blocks++ * frames;
+    x->audioThread = std::this_thread::get_id();
+    const long start = static_cast<Run*>(userParam)->blocks++ * frames;
     for (long c = 0; c < numouts; ++c)
         for (long i = 0; i < frames; ++i)
             outs[c][i] = static_cast<double>(c) + static_cast<double>((start + i) % 1024) / 1024.0;
+    const int wrong = x->misbehave.exchange(0);
+    if (wrong & performOutlet)
+        outlet_bang(x->dump);
+    if (wrong & performQelem)
+        qelem_set(x->qelem);
     if (start == 0)
     {
         x->firstIns = numins;
         x->firstOuts = numouts;
+        x->firstInput = numins > 0 && frames > 1 ? ins[0][1] : 0.0;
         x->firstBlock = frames;
         clock_delay(x->report, 0);
     }
@@ -291,10 +410,11 @@ void probeDsp64(Probe* x, t_object* chain, short* count, double sr, long vs, lon
         object_method_imp(chain, sym("getnuminputchannels"), x, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr));
     const auto mcOuts = reinterpret_cast<intptr_t>(object_method_imp(
         chain, sym("getnumoutputchannels"), x, reinterpret_cast<void*>(2), nullptr, nullptr, nullptr, nullptr, nullptr, nullptr));
-    object_post(&x->ob.z_ob, "dsp64 sr %g vs %ld inlet count %d, %ld input channels, %ld mc channels", sr, vs, count[0],
-                static_cast<long>(ins), static_cast<long>(mcOuts));
-    x->blocks = 0;
-    dsp_add64(chain, &x->ob.z_ob, reinterpret_cast<t_perfroutine64>(&probePerform), 0, nullptr);
+    object_post(&x->ob.z_ob, "dsp64 sr %g vs %ld connected %d | %d %d %d, %ld input channels, %ld mc channels", sr, vs,
+                count[0], count[1], count[2], count[3], static_cast<long>(ins), static_cast<long>(mcOuts));
+    Run* run = &x->runs[x->nextRun++ % 8];
+    run->blocks = 0;
+    dsp_add64(chain, &x->ob.z_ob, reinterpret_cast<t_perfroutine64>(&probePerform), 0, run);
 }
 
 t_max_err gainSet(Probe* x, void*, long ac, t_atom* av)
@@ -311,6 +431,83 @@ t_max_err gainGet(Probe* x, void*, long* ac, t_atom** av)
     *ac = 1;
     atom_setfloat(*av, x->gain / 2.0);
     return MAX_ERR_NONE;
+}
+
+// probe.bad~: a class whose registration, objects, DSP and free break Max's rules.
+struct Bad
+{
+    t_pxobject ob;
+    t_clock* clock;
+    void* qelem;
+    void* outlet;
+    bool setup;
+};
+
+t_class* badClass = nullptr;
+// What the last freed probe.bad~ left behind, touched by probe~'s "touchfreed".
+t_clock* freedClock = nullptr;
+void* freedQelem = nullptr;
+void* freedOutlet = nullptr;
+
+void badNothing(Bad*) {}
+void badNothingDeferred(Bad*, t_symbol*, short, t_atom*) {}
+void badPerform(t_object*, t_object*, double**, long, double**, long, long, long, void*) {}
+
+// "nosetup" leaves out z_dsp_setup; object_parameter_init is always left out.
+void* badNew(t_symbol*, long ac, t_atom* av)
+{
+    auto* x = static_cast<Bad*>(object_alloc(badClass));
+    x->setup = !(ac > 0 && av[0].a_type == A_SYM && av[0].a_w.w_sym == sym("nosetup"));
+    if (x->setup)
+        z_dsp_setup(&x->ob, 0);
+    x->outlet = outlet_new(x, "multichannelsignal");
+    x->clock = clock_new(x, reinterpret_cast<method>(&badNothing));
+    x->qelem = qelem_new(x, reinterpret_cast<method>(&badNothing));
+    return x;
+}
+
+// Leaves its clock and qelem set and a call deferred; forgets z_dsp_free, or
+// calls it without z_dsp_setup.
+void badFree(Bad* x)
+{
+    if (!x->setup)
+        z_dsp_free(&x->ob);
+    clock_delay(x->clock, 1000);
+    qelem_set(x->qelem);
+    defer_low(x, reinterpret_cast<method>(&badNothingDeferred), nullptr, 0, nullptr);
+    freedClock = x->clock;
+    freedQelem = x->qelem;
+    freedOutlet = x->outlet;
+}
+
+long badMultichannelOutputs(Bad*, long) { return 2000; }
+
+void badDsp64(Bad* x, t_object* chain, short*, double, long, long)
+{
+    dsp_add64(chain, &x->ob.z_ob, &badPerform, 0, nullptr);
+}
+
+void probeBadClass(Probe*)
+{
+    if (badClass)
+        return;
+    t_class* c = class_new("probe.bad~", reinterpret_cast<method>(&badNew), reinterpret_cast<method>(&badFree),
+                           sizeof(Bad), nullptr, A_GIMME, 0);
+    class_addmethod(c, reinterpret_cast<method>(&badNothing), "bang", 0);
+    class_addmethod(c, reinterpret_cast<method>(&badNothing), "bang", 0);
+    class_addmethod(c, reinterpret_cast<method>(&badMultichannelOutputs), "multichanneloutputs", A_LONG, 0);
+    class_addmethod(c, reinterpret_cast<method>(&badDsp64), "dsp64", A_CANT, 0);
+    class_parameter_init(c);
+    class_dspinit(c);
+    class_register(CLASS_BOX, c);
+    badClass = c;
+}
+
+void probeTouchFreed(Probe*)
+{
+    clock_delay(freedClock, 0);
+    qelem_set(freedQelem);
+    outlet_bang(freedOutlet);
 }
 
 void addAttr(t_class* c, const char* name, const char* type, long flags, long offset)
@@ -345,6 +542,20 @@ extern "C" C74_EXPORT void ext_main(void*)
     class_addmethod(c, asMethod(&probeParse), "parse", A_SYM, 0);
     class_addmethod(c, asMethod(&probeSetFromC), "setfromc", A_SYM, A_LONG, 0);
     class_addmethod(c, asMethod(&probeMemory), "memory", 0);
+    class_addmethod(c, asMethod(&probeWhere), "where", 0);
+    class_addmethod(c, asMethod(&probeWhereAt), "whereat", A_LONG, 0);
+    class_addmethod(c, asMethod(&probeWhereQelem), "whereqelem", 0);
+    class_addmethod(c, asMethod(&probeThreadOut), "threadout", 0);
+    class_addmethod(c, asMethod(&probeThreadClock), "threadclock", 0);
+    class_addmethod(c, asMethod(&probeThreadQelem), "threadqelem", 0);
+    class_addmethod(c, asMethod(&probeThreadDefer), "threaddefer", 0);
+    class_addmethod(c, asMethod(&probeNewClock), "newclock", 0);
+    class_addmethod(c, asMethod(&probeUseFreed), "usefreed", 0);
+    class_addmethod(c, asMethod(&probePerformOut), "performout", 0);
+    class_addmethod(c, asMethod(&probePerformQelem), "performqelem", 0);
+    class_addmethod(c, asMethod(&probeDspFree), "dspfree", 0);
+    class_addmethod(c, asMethod(&probeBadClass), "badclass", 0);
+    class_addmethod(c, asMethod(&probeTouchFreed), "touchfreed", 0);
     class_addmethod(c, asMethod(&probeSecret), "secret", A_CANT, 0);
     class_addmethod(c, asMethod(&probeDsp64), "dsp64", A_CANT, 0);
     class_addmethod(c, asMethod(&probeMultichannelOutputs), "multichanneloutputs", A_CANT, 0);
