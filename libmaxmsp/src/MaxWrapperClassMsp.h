@@ -221,6 +221,8 @@ struct MspObject
         }
         catch (...)
         {
+            // What the message reported before it failed goes out first.
+            DeliverReports();
             PostCurrentException(asObject());
         }
         DeliverReports();

@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <cstring>
 #include <exception>
+#include <mutex>
+#include <thread>
+#include <vector>
 
 #include "MaxWrapperOsc.h"
 #include "MaxWrapperTypes.h"
@@ -11,10 +14,49 @@
 
 namespace maxmsp {
 
+/** What the clock's callback touches. A tick may already be running on the
+    scheduler or audio thread when the box is freed, so this outlives the
+    queue: relays are kept for the life of the process and reused. */
+struct ReportQueue::ClockRelay
+{
+    std::atomic<void*> qelem{nullptr};  // null once its queue is gone
+    std::atomic<bool> set{false};       // the clock is set and has not fired yet
+    std::atomic<int> ticks{0};          // callbacks in progress
+};
+
+namespace {
+
+struct RelayPool
+{
+    std::mutex mutex;
+    std::vector<ReportQueue::ClockRelay*> free;
+};
+
+RelayPool& relayPool()
+{
+    static RelayPool* pool = new RelayPool;  // never destroyed: ticks may come late
+    return *pool;
+}
+
+} // namespace
+
 ReportQueue::ReportQueue(t_object* ownerObject) : owner(ownerObject)
 {
-    clock = clock_new(this, AsMethod(&ReportQueue::clockTick));
+    {
+        RelayPool& pool = relayPool();
+        const std::lock_guard lock(pool.mutex);
+        if (pool.free.empty())
+            relay = new ClockRelay;
+        else
+        {
+            relay = pool.free.back();
+            pool.free.pop_back();
+        }
+    }
     qelem = qelem_new(this, AsMethod(&ReportQueue::qelemTick));
+    relay->set.store(false);
+    relay->qelem.store(qelem);
+    clock = clock_new(relay, AsMethod(&ReportQueue::clockTick));
 }
 
 ReportQueue::~ReportQueue()
@@ -24,8 +66,16 @@ ReportQueue::~ReportQueue()
         clock_unset(clock);
         freeobject(clock);
     }
+    // A tick that read the qelem before it is cleared is counted: wait for
+    // it. One that reads it afterwards finds none.
+    relay->qelem.store(nullptr);
+    while (relay->ticks.load() != 0)
+        std::this_thread::yield();
     if (qelem != nullptr)
         qelem_free(qelem);
+    RelayPool& pool = relayPool();
+    const std::lock_guard lock(pool.mutex);
+    pool.free.push_back(relay);
 }
 
 void ReportQueue::EnterPerform() noexcept
@@ -43,12 +93,15 @@ bool ReportQueue::isInPerform() const noexcept
     return performThread.load(std::memory_order_relaxed) == kel::CurrentThreadId();
 }
 
-void ReportQueue::clockTick(ReportQueue* self)
+void ReportQueue::clockTick(ClockRelay* relay)
 {
+    relay->ticks.fetch_add(1);
     // Cleared before the qelem is set: a report pushed meanwhile sets the
     // clock again, so none waits for a wake-up that already went.
-    self->clockSet.store(false, std::memory_order_release);
-    qelem_set(self->qelem);
+    relay->set.exchange(false, std::memory_order_acq_rel);
+    if (void* q = relay->qelem.load())
+        qelem_set(q);
+    relay->ticks.fetch_sub(1);
 }
 
 void ReportQueue::qelemTick(ReportQueue* self)
@@ -60,7 +113,7 @@ void ReportQueue::wake() noexcept
 {
     if (!isInPerform())
         qelem_set(qelem);
-    else if (!clockSet.exchange(true, std::memory_order_acq_rel))
+    else if (!relay->set.exchange(true, std::memory_order_acq_rel))
         clock_delay(clock, 0);
 }
 

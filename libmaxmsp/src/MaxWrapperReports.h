@@ -70,6 +70,8 @@ public:
     void EnterPerform() noexcept;
     void LeavePerform() noexcept;
 
+    struct ClockRelay;
+
 private:
     enum class Kind : std::uint8_t
     {
@@ -97,15 +99,15 @@ private:
     void pushEncoded(const kel::OscBundle* bundle, const kel::OscMessage* message) noexcept;
     void wake() noexcept;
     void send(const Report& report) const;
-    static void clockTick(ReportQueue* self);
+    static void clockTick(ClockRelay* relay);
     static void qelemTick(ReportQueue* self);
 
     t_object* owner;
     kel::LockFreeQueue<Report> queue{numSlots};
     kel::OscOutputStream audioEncoder{slotBytes};  // the perform routine's (one thread at a time)
+    ClockRelay* relay = nullptr;  // pooled, never freed
     t_clock* clock = nullptr;
     void* qelem = nullptr;
-    std::atomic<bool> clockSet{false};
     std::atomic<std::uint64_t> performThread{0};
     std::atomic<std::uint64_t> dropped{0};
 };

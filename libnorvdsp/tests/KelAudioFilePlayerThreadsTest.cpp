@@ -149,7 +149,14 @@ TEST(BufferingThread, EndsWithThePlayerWhateverItIsDoing)
     the whole player was finally deleted. */
 struct DisposalWatch : kel::AudioFilePlayer::Listener
 {
-    explicit DisposalWatch(bool holdUpTheDisk) : holding(holdUpTheDisk) {}
+    /** From now on the buffering thread's next report blocks until
+        release: a disk pass that hangs. Armed only once the file is open,
+        as the message thread's own reports wait for a blocked one. */
+    void holdUp()
+    {
+        const std::lock_guard lock(mutex);
+        holding = true;
+    }
 
     void OnPlaybackEnded() override {}
     void OnProgress(double) override {}
@@ -189,7 +196,7 @@ struct DisposalWatch : kel::AudioFilePlayer::Listener
     kel::test::RecordingConsole console;
     std::mutex mutex;
     std::condition_variable changed;
-    bool holding;
+    bool holding = false;
     bool held = false;
     std::uint64_t bufferingThread = 0;
     std::uint64_t deletingThread = 0;  // 0 while the player lives
@@ -228,12 +235,14 @@ TEST(AudioFilePlayer, DisposeDeletesAtOnceOrHandsThePlayerToItsThread)
     for (const bool diskHeldUp : {false, true})
     {
         SCOPED_TRACE(diskHeldUp ? "a pass held up" : "between passes");
-        const auto watch = std::make_shared<DisposalWatch>(diskHeldUp);
+        const auto watch = std::make_shared<DisposalWatch>();
         // Whatever fails below, the buffering thread is let go in the end.
         const std::unique_ptr<DisposalWatch, void (*)(DisposalWatch*)> letGo(watch.get(),
                                                                              [](DisposalWatch* w) { w->release(); });
         auto* player = new WitnessedPlayer(watch);
         player->ProcessMessage(kel::OscMessage::CreateFromText("/open \"" + wav.path + "\""));
+        if (diskHeldUp)
+            watch->holdUp();
         ASSERT_TRUE(watch->waitFor([&] { return watch->bufferingThread != 0 && (watch->held || !diskHeldUp); }));
 
         const bool deleted = kel::AudioFilePlayer::Dispose(player);

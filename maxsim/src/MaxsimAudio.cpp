@@ -46,8 +46,7 @@ void z_dsp_free(t_pxobject* x)
         Violation(Subject(x), "called z_dsp_free without z_dsp_setup");
         return;
     }
-    info->dspFreed = true;
-    RemoveFromChain(reinterpret_cast<t_object*>(x));
+    RemoveFromChain(reinterpret_cast<t_object*>(x), *info);
 }
 
 void dsp_add64(t_object* chain, t_object* x, t_perfroutine64 fn, long flags, void* userParam)

@@ -433,11 +433,13 @@ void AddPerform(t_object* box, t_perfroutine64 fn, long flags, void* userParam)
         b->performs.push_back({fn, flags, userParam});
 }
 
-void RemoveFromChain(t_object* box)
+void RemoveFromChain(t_object* box, ObjectInfo& info)
 {
     State& s = state();
     std::lock_guard<std::mutex> lock(s.chainMutex);
     markRemoved(s, box);
+    // Under the chain's lock: a block never sees the flag before the removal.
+    info.dspFreed = true;
 }
 
 void DspAfterFree(t_object* object, ObjectInfo& info, const std::string& subject)

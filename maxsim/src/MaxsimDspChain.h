@@ -13,6 +13,8 @@
 namespace maxsim
 {
 
+struct ObjectInfo;
+
 // Main thread.
 void DspConfigure(double sampleRate, long vectorSize);
 void DspCompile(const std::vector<t_object*>& boxes);  // when DSP is on
@@ -34,6 +36,6 @@ void RunBlock();
 // The box whose dsp64 is running adds a perform routine.
 void AddPerform(t_object* box, t_perfroutine64 fn, long flags, void* userParam);
 // z_dsp_free: the box leaves the chain once the block in progress ends.
-void RemoveFromChain(t_object* box);
+void RemoveFromChain(t_object* box, ObjectInfo& info);
 
 }  // namespace maxsim

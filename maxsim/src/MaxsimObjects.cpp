@@ -392,6 +392,9 @@ t_max_err object_free(void* x)
         while (released->activeCalls.load() > own)
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
+    // The calls on this thread that are still inside the object (a new that
+    // frees its own object on failure) end without it.
+    ForgetOwnCalls(released.get());
     ReleaseOutlets(*released, subject);
     static_cast<t_object*>(x)->o_magic = 0;
     if (cls->release)

@@ -135,6 +135,13 @@ int OwnCallsOn(const void* object)
     return n;
 }
 
+void ForgetOwnCalls(const ObjectInfo* info)
+{
+    for (Call& c : calls)
+        if (c.info == info)
+            c.info = nullptr;
+}
+
 std::string Subject(const void* object)
 {
     ClassRecord* cls = object && FindObject(object) ? ClassOf(object) : nullptr;

@@ -78,6 +78,9 @@ const void* CurrentObject();
 void NameConstructedObject(const void* object, const t_class* cls);
 // How many CallScopes of the calling thread are on this object.
 int OwnCallsOn(const void* object);
+struct ObjectInfo;
+// object_free, about to release info: the calling thread's calls on it stop counting.
+void ForgetOwnCalls(const ObjectInfo* info);
 
 // "box N (CLASS)", "object (CLASS)" when it is no box, "an unknown object".
 std::string Subject(const void* object);
