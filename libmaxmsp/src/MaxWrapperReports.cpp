@@ -117,7 +117,7 @@ void ReportQueue::wake() noexcept
         clock_delay(clock, 0);
 }
 
-void ReportQueue::push(Kind kind, kel::HostNotifier::Level level, const std::uint8_t* payload, std::size_t size) noexcept
+void ReportQueue::push(const Header& header, const std::uint8_t* payload, std::size_t size) noexcept
 {
     std::unique_ptr<std::uint8_t[]> large;
     if (size > slotBytes)
@@ -145,9 +145,10 @@ void ReportQueue::push(Kind kind, kel::HostNotifier::Level level, const std::uin
     const bool queued = queue.TryPush(
         [&](Report& report) noexcept
         {
-            report.kind = kind;
-            report.level = level;
-            report.address = nullptr;
+            report.kind = header.kind;
+            report.level = header.level;
+            report.address = header.address;
+            report.value = header.value;
             report.size = std::uint32_t(size);
             report.large = std::move(large);
             if (report.large == nullptr && size > 0)
@@ -163,26 +164,12 @@ void ReportQueue::push(Kind kind, kel::HostNotifier::Level level, const std::uin
 
 void ReportQueue::PushBang() noexcept
 {
-    push(Kind::bang, kel::HostNotifier::Level::information, nullptr, 0);
+    push(Header{.kind = Kind::bang}, nullptr, 0);
 }
 
 void ReportQueue::PushValue(const kel::OscAddressPattern& address, double value) noexcept
 {
-    const bool queued = queue.TryPush(
-        [&](Report& report) noexcept
-        {
-            report.kind = Kind::value;
-            report.address = &address;
-            report.value = value;
-            report.size = 0;
-            report.large.reset();
-        });
-    if (!queued)
-    {
-        dropped.fetch_add(1, std::memory_order_relaxed);
-        return;
-    }
-    wake();
+    push(Header{.kind = Kind::value, .address = &address, .value = value}, nullptr, 0);
 }
 
 void ReportQueue::pushEncoded(const kel::OscBundle* bundle, const kel::OscMessage* message) noexcept
@@ -204,15 +191,14 @@ void ReportQueue::pushEncoded(const kel::OscBundle* bundle, const kel::OscMessag
             dropped.fetch_add(1, std::memory_order_relaxed);
             return;
         }
-        push(Kind::packet, kel::HostNotifier::Level::information, audioEncoder.getData().data(),
-             audioEncoder.getSize());
+        push(Header{.kind = Kind::packet}, audioEncoder.getData().data(), audioEncoder.getSize());
         return;
     }
     try
     {
         kel::OscOutputStream stream;
         write(stream);
-        push(Kind::packet, kel::HostNotifier::Level::information, stream.getData().data(), stream.getSize());
+        push(Header{.kind = Kind::packet}, stream.getData().data(), stream.getSize());
     }
     catch (...)
     {
@@ -234,7 +220,7 @@ void ReportQueue::PushPost(std::string_view text, kel::HostNotifier::Level level
 {
     // On the audio thread a long text is cut to the slot rather than lost.
     const std::size_t size = isInPerform() ? std::min(text.size(), slotBytes) : text.size();
-    push(Kind::post, level, reinterpret_cast<const std::uint8_t*>(text.data()), size);
+    push(Header{.kind = Kind::post, .level = level}, reinterpret_cast<const std::uint8_t*>(text.data()), size);
 }
 
 void ReportQueue::send(const Report& report) const

@@ -80,6 +80,14 @@ private:
         packet,
         post
     };
+    /** What a report is, apart from its bytes. */
+    struct Header
+    {
+        Kind kind = Kind::bang;
+        kel::HostNotifier::Level level = kel::HostNotifier::Level::information;
+        const kel::OscAddressPattern* address = nullptr;
+        double value = 0.0;
+    };
     struct Report
     {
         Kind kind = Kind::bang;
@@ -94,8 +102,10 @@ private:
     };
 
     bool isInPerform() const noexcept;
-    /** Queues a report whose payload is bytes; false when it was dropped. */
-    void push(Kind kind, kel::HostNotifier::Level level, const std::uint8_t* payload, std::size_t size) noexcept;
+    /** Queues header's kind, level, address and value with payload's bytes
+        (counted as dropped when the queue is full, or when the bytes exceed
+        a slot in perform). */
+    void push(const Header& header, const std::uint8_t* payload, std::size_t size) noexcept;
     void pushEncoded(const kel::OscBundle* bundle, const kel::OscMessage* message) noexcept;
     void wake() noexcept;
     void send(const Report& report) const;
