@@ -141,6 +141,34 @@ TEST(Thread, NotifyWakesTheWorkerAndStopEndsAWaitForever)
     EXPECT_TRUE(worker.stop(100.0)) << "stopping a stopped thread succeeds";
 }
 
+// The audio thread asks for a pass every block while the ring is low, from
+// another thread than the worker's; a request that comes while one is under
+// way must still bring a pass after it. A lost one would leave the worker
+// waiting for ever (its wait has no time-out here).
+TEST(Thread, EveryNotifyAfterAWakeUpBringsAnother)
+{
+    CountingThread worker(-1.0);
+    ASSERT_TRUE(worker.start());
+    std::atomic<bool> storming{true};
+    std::thread storm(
+        [&]
+        {
+            while (storming.load())
+                worker.notify();
+        });
+    bool allWoke = true;
+    for (int i = 0; i < 500 && allWoke; ++i)
+    {
+        const int before = worker.wakeUps.load();
+        worker.notify();
+        allWoke = Eventually([&] { return worker.wakeUps.load() > before; });
+    }
+    storming.store(false);
+    storm.join();
+    EXPECT_TRUE(allWoke) << "a notify was lost";
+    EXPECT_TRUE(worker.stop(-1.0));
+}
+
 TEST(Thread, WakeUpEventResetsItself)
 {
     // Driven from this thread: wait() is an ordinary member.

@@ -203,6 +203,11 @@ void Thread::signalShouldExit() noexcept
 
 void Thread::notify() noexcept
 {
+    // A wake-up still pending covers this one: the audio thread asks every
+    // block while the ring is low, and takes the event's lock once a cycle
+    // rather than every block.
+    if (wakePending.exchange(true, std::memory_order_acq_rel))
+        return;
     {
         const std::lock_guard lock(wakeMutex);
         signalled = true;
@@ -223,6 +228,9 @@ bool Thread::wait(double milliseconds)
     }
     const bool wasSignalled = signalled;
     signalled = false;
+    // Cleared before the work the wake-up asked for: a request made from here
+    // on signals again, one made before is served by that work.
+    wakePending.store(false, std::memory_order_release);
     return wasSignalled;
 }
 

@@ -10,8 +10,9 @@
 // Threads: start(), stop(), signalShouldExit() and notify() may be called
 // from any thread but the worker itself (stop() from the worker would wait
 // for its own end). wait() is for the worker. notify() and shouldExit()
-// never block for long (notify takes the event's mutex briefly) and are safe
-// on the audio thread. handOver() is the owner's last call.
+// never block for long (notify takes the event's mutex briefly, once per
+// wake-up) and are safe on the audio thread. handOver() is the owner's last
+// call.
 #pragma once
 
 #include <atomic>
@@ -111,6 +112,7 @@ private:
     std::mutex wakeMutex;
     std::condition_variable wakeCondition;
     bool signalled = false;
+    std::atomic<bool> wakePending{false};  // a notify has signalled, or is about to, and wait has not consumed it
 
     std::atomic<bool> exitFlag{false};
 };
