@@ -109,20 +109,20 @@ void ReportQueue::qelemTick(ReportQueue* self)
     self->Deliver();
 }
 
-void ReportQueue::wake() noexcept
+void ReportQueue::wake(bool inPerform) noexcept
 {
-    if (!isInPerform())
+    if (!inPerform)
         qelem_set(qelem);
     else if (!relay->set.exchange(true, std::memory_order_acq_rel))
         clock_delay(clock, 0);
 }
 
-void ReportQueue::push(const Header& header, const std::uint8_t* payload, std::size_t size) noexcept
+void ReportQueue::push(const Header& header, const std::uint8_t* payload, std::size_t size, bool inPerform) noexcept
 {
     std::unique_ptr<std::uint8_t[]> large;
     if (size > slotBytes)
     {
-        if (isInPerform())
+        if (inPerform)
             size = 0;  // dropped below: nothing may allocate here
         else
         {
@@ -159,17 +159,17 @@ void ReportQueue::push(const Header& header, const std::uint8_t* payload, std::s
         dropped.fetch_add(1, std::memory_order_relaxed);
         return;
     }
-    wake();
+    wake(inPerform);
 }
 
 void ReportQueue::PushBang() noexcept
 {
-    push(Header{.kind = Kind::bang}, nullptr, 0);
+    push(Header{.kind = Kind::bang}, nullptr, 0, isInPerform());
 }
 
 void ReportQueue::PushValue(const kel::OscAddressPattern& address, double value) noexcept
 {
-    push(Header{.kind = Kind::value, .address = &address, .value = value}, nullptr, 0);
+    push(Header{.kind = Kind::value, .address = &address, .value = value}, nullptr, 0, isInPerform());
 }
 
 void ReportQueue::pushEncoded(const kel::OscBundle* bundle, const kel::OscMessage* message) noexcept
@@ -191,14 +191,14 @@ void ReportQueue::pushEncoded(const kel::OscBundle* bundle, const kel::OscMessag
             dropped.fetch_add(1, std::memory_order_relaxed);
             return;
         }
-        push(Header{.kind = Kind::packet}, audioEncoder.getData().data(), audioEncoder.getSize());
+        push(Header{.kind = Kind::packet}, audioEncoder.getData().data(), audioEncoder.getSize(), true);
         return;
     }
     try
     {
         kel::OscOutputStream stream;
         write(stream);
-        push(Header{.kind = Kind::packet}, stream.getData().data(), stream.getSize());
+        push(Header{.kind = Kind::packet}, stream.getData().data(), stream.getSize(), false);
     }
     catch (...)
     {
@@ -219,8 +219,10 @@ void ReportQueue::PushMessage(const kel::OscMessage& message) noexcept
 void ReportQueue::PushPost(std::string_view text, kel::HostNotifier::Level level) noexcept
 {
     // On the audio thread a long text is cut to the slot rather than lost.
-    const std::size_t size = isInPerform() ? std::min(text.size(), slotBytes) : text.size();
-    push(Header{.kind = Kind::post, .level = level}, reinterpret_cast<const std::uint8_t*>(text.data()), size);
+    const bool inPerform = isInPerform();
+    const std::size_t size = inPerform ? std::min(text.size(), slotBytes) : text.size();
+    push(Header{.kind = Kind::post, .level = level}, reinterpret_cast<const std::uint8_t*>(text.data()), size,
+         inPerform);
 }
 
 void ReportQueue::send(const Report& report) const

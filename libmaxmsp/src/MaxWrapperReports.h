@@ -104,10 +104,11 @@ private:
     bool isInPerform() const noexcept;
     /** Queues header's kind, level, address and value with payload's bytes
         (counted as dropped when the queue is full, or when the bytes exceed
-        a slot in perform). */
-    void push(const Header& header, const std::uint8_t* payload, std::size_t size) noexcept;
+        a slot in perform). inPerform: the caller's isInPerform(), asked
+        once per report. */
+    void push(const Header& header, const std::uint8_t* payload, std::size_t size, bool inPerform) noexcept;
     void pushEncoded(const kel::OscBundle* bundle, const kel::OscMessage* message) noexcept;
-    void wake() noexcept;
+    void wake(bool inPerform) noexcept;
     void send(const Report& report) const;
     static void clockTick(ClockRelay* relay);
     static void qelemTick(ReportQueue* self);
