@@ -285,7 +285,7 @@ PlayerRun RenderWithPlayer(const std::string& path, std::uint64_t bufferSize)
     player.ProcessMessage(Message("/start"));
     while (player.isPlaying())
     {
-        while (player.isPlaying() && player.getNumBufferedFrames() < blockFrames)
+        while (!player.isReadyFor(blockFrames))
         {
             player.RequestBuffering();
             std::this_thread::sleep_for(std::chrono::microseconds(200));

@@ -2,7 +2,8 @@
 // Drives a real kel::AudioFilePlayer, buffering thread included, as a host
 // would: prepare with a sample rate and a block size, hand it messages, call
 // its block entry block after block, and keep what it outputs (a 32-bit float
-// WAV, RF64 past 4 GB). Every report to the player's listeners is printed on
+// WAV, RF64 past 4 GB; 64-bit float with the position, through the 64-bit
+// entry, as Max's signals carry it). Every report to the player's listeners is printed on
 // stdout, one line per message: the rendered time in milliseconds, a blank,
 // the report in the OSC text form ("bang" for the end of playback). Console
 // texts go to stderr as the host's console would show them.
@@ -249,7 +250,7 @@ Options ParseOptions(int argc, char** argv)
 void WaitForTheRing(kel::AudioFilePlayer& player, std::uint64_t frames)
 {
     const auto start = Clock::now();
-    while (player.isPlaying() && player.getNumBufferedFrames() < frames)
+    while (!player.isReadyFor(frames))
     {
         player.RequestBuffering();
         std::this_thread::sleep_for(std::chrono::microseconds(200));
@@ -308,9 +309,17 @@ int RunRender(int argc, char** argv)
 
     player.ProcessMessage(kel::OscMessage(OpenAddress()).AddString(input.getFullPathName()));
 
-    kel::WavFileWriter writer(kel::File(options.output), outputChannels, sampleRate);
+    // With the position, as a 64-bit host gets it: a float cannot tell one
+    // frame's time from the next a few minutes into a file.
+    kel::WavFileWriter writer = options.position
+                                  ? kel::WavFileWriter::Double(kel::File(options.output), outputChannels, sampleRate)
+                                  : kel::WavFileWriter(kel::File(options.output), outputChannels, sampleRate);
     kel::AudioBuffer<float> block(outputChannels, blockSize);
     float* const* outputs = block.getArrayOfWritePointers();
+    std::vector<std::vector<double>> wideBlock(options.position ? outputChannels : 0, std::vector<double>(blockSize));
+    std::vector<double*> wideOutputs;
+    for (auto& channel : wideBlock)
+        wideOutputs.push_back(channel.data());
 
     const double capSeconds = options.seconds >= 0.0 ? options.seconds : renderCapSeconds;
     const auto totalFrames = std::uint64_t(std::llround(capSeconds * sampleRate));
@@ -345,8 +354,16 @@ int RunRender(int argc, char** argv)
         else
             WaitForTheRing(player, n);
 
-        player.ProcessBlock(nullptr, 0, outputs, outputChannels, n);
-        writer.WritePlanar(outputs, n);
+        if (options.position)
+        {
+            player.ProcessBlock(static_cast<const double* const*>(nullptr), 0, wideOutputs.data(), outputChannels, n);
+            writer.WritePlanar(wideOutputs.data(), n);
+        }
+        else
+        {
+            player.ProcessBlock(nullptr, 0, outputs, outputChannels, n);
+            writer.WritePlanar(outputs, n);
+        }
         frames += n;
         reporter.updateBar();
     }

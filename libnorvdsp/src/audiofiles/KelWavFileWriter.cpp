@@ -45,7 +45,18 @@ std::filesystem::path ToPath(const String& text)
 } // namespace
 
 WavFileWriter::WavFileWriter(const File& target, std::uint32_t channels, double rate, std::uint64_t threshold)
-    : file(target), numChannels(channels), sampleRate(rate), rf64Threshold(threshold)
+    : WavFileWriter(target, channels, rate, threshold, sizeof(float))
+{
+}
+
+WavFileWriter WavFileWriter::Double(const File& target, std::uint32_t channels, double rate)
+{
+    return WavFileWriter(target, channels, rate, riffLimit, sizeof(double));
+}
+
+WavFileWriter::WavFileWriter(const File& target, std::uint32_t channels, double rate, std::uint64_t threshold,
+                             std::uint32_t sampleBytes)
+    : file(target), numChannels(channels), sampleRate(rate), rf64Threshold(threshold), bytesPerSample(sampleBytes)
 {
     if (numChannels == 0 || numChannels > 65535 || !(sampleRate > 0.0))
         throw exceptions::ErrorWritingFile(file, KEL_HERE);
@@ -85,13 +96,13 @@ void WavFileWriter::writeHeader()
     PutU16(h, extensible ? formatExtensible : formatFloat);
     PutU16(h, std::uint16_t(numChannels));
     PutU32(h, std::uint32_t(sampleRate));
-    PutU32(h, std::uint32_t(sampleRate) * numChannels * 4);
-    PutU16(h, std::uint16_t(numChannels * 4));
-    PutU16(h, 32);
+    PutU32(h, std::uint32_t(sampleRate) * numChannels * bytesPerSample);
+    PutU16(h, std::uint16_t(numChannels * bytesPerSample));
+    PutU16(h, std::uint16_t(bytesPerSample * 8));
     PutU16(h, extensible ? 22 : 0);
     if (extensible)
     {
-        PutU16(h, 32);  // valid bits
+        PutU16(h, std::uint16_t(bytesPerSample * 8));  // valid bits
         PutU32(h, 0);   // no speaker positions: spatial layouts are the user's
         h.insert(h.end(), std::begin(floatSubFormat), std::end(floatSubFormat));
     }
@@ -105,20 +116,45 @@ void WavFileWriter::writeHeader()
     check();
 }
 
-void WavFileWriter::WritePlanar(const float* const* channels, std::uint32_t numFrames)
+template <typename Sample>
+void WavFileWriter::writePlanar(const Sample* const* channels, std::uint32_t numFrames)
 {
-    scratch.resize(std::size_t(numFrames) * numChannels * sizeof(float));
-    auto* dest = reinterpret_cast<float*>(scratch.data());
+    scratch.resize(std::size_t(numFrames) * numChannels * bytesPerSample);
+    char* dest = scratch.data();
     for (std::uint32_t f = 0; f < numFrames; ++f)
         for (std::uint32_t c = 0; c < numChannels; ++c)
-            *dest++ = channels[c][f];
+        {
+            if (bytesPerSample == sizeof(double))
+            {
+                const double value = double(channels[c][f]);
+                std::memcpy(dest, &value, sizeof value);
+            }
+            else
+            {
+                const float value = float(channels[c][f]);
+                std::memcpy(dest, &value, sizeof value);
+            }
+            dest += bytesPerSample;
+        }
     out.write(scratch.data(), std::streamsize(scratch.size()));
     framesWritten += numFrames;
     check();
 }
 
+void WavFileWriter::WritePlanar(const float* const* channels, std::uint32_t numFrames)
+{
+    writePlanar(channels, numFrames);
+}
+
+void WavFileWriter::WritePlanar(const double* const* channels, std::uint32_t numFrames)
+{
+    writePlanar(channels, numFrames);
+}
+
 void WavFileWriter::WriteInterleaved(const float* frames, std::uint32_t numFrames)
 {
+    if (bytesPerSample != sizeof(float))
+        throw exceptions::ErrorWritingFile(file, KEL_HERE);
     out.write(reinterpret_cast<const char*>(frames), std::streamsize(std::size_t(numFrames) * numChannels * sizeof(float)));
     framesWritten += numFrames;
     check();
@@ -129,7 +165,7 @@ void WavFileWriter::Finalise()
     if (finalised)
         return;
     finalised = true;
-    const std::uint64_t dataSize = framesWritten * numChannels * sizeof(float);
+    const std::uint64_t dataSize = framesWritten * numChannels * bytesPerSample;
     const std::uint64_t fileSize = dataStart + dataSize;
     auto patch = [this](std::uint64_t position, const std::vector<char>& bytes) {
         out.seekp(std::streamoff(position));

@@ -1,8 +1,8 @@
-// Writes 32-bit float WAV files, switching to RF64 when the data outgrows what
+// Writes 32-bit (or 64-bit) float WAV files, switching to RF64 when the data outgrows what
 // a RIFF size field can hold. Used by the offline renderer and the host
 // simulator's recorder.
 //
-// Supports: IEEE float 32-bit samples, any channel count (WAVE_FORMAT_EXTENSIBLE
+// Supports: IEEE float 32-bit or 64-bit samples, any channel count (WAVE_FORMAT_EXTENSIBLE
 // above two channels, no speaker mask), a "fact" chunk. Writes no metadata.
 //
 // The header reserves a JUNK chunk the size of an RF64 "ds64" chunk, so the
@@ -30,6 +30,9 @@ public:
         the file becomes RF64 (lower it only to test the switch). */
     WavFileWriter(const File& file, std::uint32_t numChannels, double sampleRate,
                   std::uint64_t rf64Threshold = riffLimit);
+    /** A 64-bit float file, for signals a float cannot hold (a position in
+        milliseconds an hour into a file). */
+    static WavFileWriter Double(const File& file, std::uint32_t numChannels, double sampleRate);
     /** Finalises if finalise() was not called; errors are swallowed there. */
     ~WavFileWriter();
 
@@ -38,7 +41,8 @@ public:
 
     /** Appends frames given as one array per channel. */
     void WritePlanar(const float* const* channels, std::uint32_t numFrames);
-    /** Appends frames given interleaved. */
+    void WritePlanar(const double* const* channels, std::uint32_t numFrames);
+    /** Appends frames given interleaved (32-bit files). */
     void WriteInterleaved(const float* frames, std::uint32_t numFrames);
 
     /** Writes the final sizes (and the RF64 header when needed) and closes
@@ -49,6 +53,10 @@ public:
     bool isRF64() const noexcept { return becameRF64; }
 
 private:
+    WavFileWriter(const File& file, std::uint32_t numChannels, double sampleRate, std::uint64_t rf64Threshold,
+                  std::uint32_t bytesPerSample);
+    template <typename Sample>
+    void writePlanar(const Sample* const* channels, std::uint32_t numFrames);
     void writeHeader();
     void check();
 
@@ -57,6 +65,7 @@ private:
     std::uint32_t numChannels;
     double sampleRate;
     std::uint64_t rf64Threshold;
+    std::uint32_t bytesPerSample = 4;
     std::uint64_t dataStart = 0;
     std::uint64_t framesWritten = 0;
     std::vector<char> scratch;

@@ -112,6 +112,8 @@ AudioFilePlayer::AudioFilePlayer(std::uint32_t channels, std::uint64_t bufferSiz
 {
     ring.setSize(numChannels, ringCapacity);
     ring.clear();
+    ringFrames.Resize(ringCapacity, 0);
+    positionWork.Resize(getBlockSize(), 0.0);
     registerMessages();
 
     try
@@ -234,18 +236,6 @@ void AudioFilePlayer::sendToListeners(const OscBundle& report, bool fromAudioThr
         listeners[i]->OnOscMessage(report);
 }
 
-void AudioFilePlayer::postFromAudioThread(const String& text) const noexcept
-{
-    // Only for states that should never occur; the console may allocate.
-    try
-    {
-        ReportError(text);
-    }
-    catch (...)
-    {
-    }
-}
-
 double AudioFilePlayer::getFillPercentage() const noexcept
 {
     const double percent = double(ringUsed.load(std::memory_order_acquire)) * 100.0 / double(ringCapacity);
@@ -256,6 +246,36 @@ void AudioFilePlayer::RequestBuffering() noexcept
 {
     if (bufferingThread != nullptr)
         bufferingThread->notify();
+}
+
+bool AudioFilePlayer::isReadyFor(std::uint64_t numFrames) const noexcept
+{
+    if (!isPlaying() || ringUsed.load(std::memory_order_acquire) >= numFrames)
+        return true;
+    // The disk has read all that is left of a segment that does not loop:
+    // the ring holds the rest of playback.
+    return !isLooping() && filePosition.load() >= segmentEnd.load();
+}
+
+void AudioFilePlayer::SetLoop(bool shouldLoop) noexcept
+{
+    loop.store(shouldLoop, std::memory_order_release);
+    // The disk side goes on with the segment's start before the audio side
+    // reaches the segment's end.
+    if (shouldLoop)
+        RequestBuffering();
+}
+
+void AudioFilePlayer::BlockSizeChanged(std::uint32_t newSize)
+{
+    AudioProcessorWithOscInAudioInterrupt::BlockSizeChanged(newSize);
+    positionWork.Resize(newSize, 0.0);
+}
+
+void AudioFilePlayer::AudioSetupChanged()
+{
+    AudioProcessorWithOscInAudioInterrupt::AudioSetupChanged();
+    warnAboutSampleRate();
 }
 
 // ---------------------------------------------------------------------------

@@ -26,9 +26,15 @@
 // progress: a block that starts meanwhile outputs silence and leaves the
 // ring alone. So the audio thread never blocks on the transport mutex and
 // never reads ring frames that a reset is rewriting.
-// The audio thread copies out only frames the disk side has written (the
-// fill is counted, not derived from the indices): if the disk falls behind,
-// the missing frames of the block are silent.
+// The ring carries, beside each frame, the file frame it holds. The disk
+// side writes the segment's frames in order and, in loop mode, the segment
+// again from its start, as often as fits; the audio side plays what the ring
+// holds and takes its time from those file frames, never from block counts:
+// the position signal, the markers, the loop passes and the end of playback
+// follow the audio to the frame, connected outputs or not.
+// When the disk falls behind (an underrun), the missing frames are silent
+// but count as played, and the disk side skips the same frames of the file,
+// so that what follows is in time again; the underrun is reported once.
 // playing and loop are flags read by the audio thread without a lock; the
 // positions shared between threads are atomics.
 //
@@ -50,6 +56,7 @@
 
 #include "audiofiles/KelAudioFileReader.h"
 #include "common/KelThread.h"
+#include "containers/KelLockFreeQueue.h"
 #include "containers/KelScopedPointer.h"
 #include "containers/KelVector.h"
 #include "dsp/KelAudioProcessorWithOscInAudioInterrupt.h"
@@ -160,6 +167,10 @@ public:
     /** Sends "/filename" and the file's metadata to every listener. */
     void dumpMetadata();
 
+    /** Opens a reader made by the caller (a host with readers of its own, a
+        test); the File overload makes one with the factory. */
+    void OpenAudioFile(ScopedPointer<AudioFileReader> newReader);
+
     /** "/stop" and "/pause": playing := false, the position is kept. Any
         thread; never blocks. */
     void Pause() noexcept { playing.store(false, std::memory_order_release); }
@@ -168,8 +179,11 @@ public:
     void Resume();
     /** Pauses when playing, else Resume. Message thread. */
     void Switch();
-    /** Takes effect at the next block and the next disk pass. Any thread. */
-    void SetLoop(bool shouldLoop) noexcept { loop.store(shouldLoop, std::memory_order_release); }
+    /** Takes effect at the next block and the next disk pass: switched on
+        while a segment plays, the disk side goes on with the segment's start
+        at once (the buffering thread is woken); switched off, the pass in
+        progress plays to the segment's end. Any thread; never blocks. */
+    void SetLoop(bool shouldLoop) noexcept;
     /** The addresses under which hosts report OnProgress and OnBuffering. */
     static const OscAddressPattern& ProgressAddress();
     static const OscAddressPattern& BufferingAddress();
@@ -213,6 +227,11 @@ public:
     /** Wakes the buffering thread now (an offline renderer that waits for
         the ring). Any thread; never blocks for long. */
     void RequestBuffering() noexcept;
+    /** Whether a block of numFrames can be rendered from what the ring holds
+        (or the player is not playing, or the ring holds everything left of
+        a segment that does not loop). For an offline renderer that waits for
+        the disk before each block. Any thread; never blocks. */
+    bool isReadyFor(std::uint64_t numFrames) const noexcept;
 
     /** The host's "/info" text, one line each: "no audio file", or the
         file's path followed by its information. Message thread; takes the
@@ -240,6 +259,13 @@ protected:
         transport, writes the position signal, reports. Never allocates,
         never reads the file, never throws. */
     void Process(const AudioBufferBase<float>& inputs, AudioBufferBase<float>& outputs) noexcept override;
+    /** The position at full precision for a 64-bit host (audio thread). */
+    void RefineDoubleOutputs(double* const* outputs, std::uint32_t numOutputs,
+                             std::uint32_t numFrames) noexcept override;
+    /** The position's work buffer follows the block size (main thread). */
+    void BlockSizeChanged(std::uint32_t newSize) override;
+    /** Warns about a file whose rate differs from the host's (main thread). */
+    void AudioSetupChanged() override;
 
 private:
     /** "/loop": both a message and part of the state report. */
@@ -264,25 +290,31 @@ private:
     void requireOpenFile() const;
     void playFrom(std::uint64_t startFrame, std::uint64_t endFrame);
     void resetRing(std::uint64_t startFrame);
+    void forgetUnderrun() noexcept;
+    void bufferFirstBlock();
+    void warnAboutSampleRate();
     std::uint64_t millisecondsToFrames(double msec) const noexcept;
     double framesToMilliseconds(std::uint64_t frames) const noexcept;
     OscBundle buildMetadataDump() const;
 
     // Disk side (KelAudioFilePlayerDisk.cpp). readSamplesFromDisk takes the
-    // disk mutex; the others need it held.
-    void readSamplesFromDisk();
+    // disk mutex and returns the frames it wrote; the others need it held.
+    std::uint64_t readSamplesFromDisk();
     std::uint64_t getNumSamplesToReadFromDisk() const;
     std::uint64_t getRemainingSamplesInAudioFile() const;
-    void padRingWithSilence(std::uint32_t channels);
+    void skipUnderrunFrames();
     bool readIntoRing(std::uint64_t ringIndex, std::uint64_t numFrames, std::uint64_t fileFrame);
+    void sendUnderrunReports();
 
     // Audio side (KelAudioFilePlayerAudio.cpp), audio thread.
-    std::uint64_t readFromRing(AudioBufferBase<float>& outputs, std::uint64_t numFrames) noexcept;
+    struct BlockPlan;
+    void planBlock(BlockPlan& plan, std::uint64_t numFrames, bool looping) noexcept;
+    void copyFromRing(AudioBufferBase<float>& outputs, std::uint64_t numFrames, std::uint64_t read,
+                      std::uint64_t fromRing) noexcept;
     void outputWhileStopped(AudioBufferBase<float>& outputs) noexcept;
-    void writeRampPosition(AudioBufferBase<float>& outputs, std::uint64_t from, std::uint64_t to) noexcept;
-    void writeLoopPosition(AudioBufferBase<float>& outputs, std::uint64_t start) noexcept;
-    void reportMarkersIn(std::uint64_t from, std::uint64_t to, bool reportsAllowed) noexcept;
+    void reportMarkersIn(std::uint64_t first, std::uint64_t last) noexcept;
     void clearAudioChannels(AudioBufferBase<float>& outputs, std::uint32_t first) noexcept;
+    void endUnderrun() noexcept;
 
     // Reports (KelAudioFilePlayer.cpp). The audio thread passes
     // fromAudioThread so that the listener list is read without its mutex.
@@ -290,7 +322,6 @@ private:
     void reportBuffering(double percent, bool fromAudioThread) noexcept;
     void reportPlaybackEnded() noexcept;
     void sendToListeners(const OscBundle& report, bool fromAudioThread) noexcept;
-    void postFromAudioThread(const String& text) const noexcept;
     bool isProcessingOnThisThread() const noexcept;
     void waitForBlockInProgress() const noexcept;
 
@@ -306,14 +337,12 @@ private:
     std::atomic<std::uint64_t> played{0};          // output since the segment started (reset on loop wrap)
     std::atomic<std::uint64_t> segmentLength{0};
     std::atomic<std::uint64_t> totalPlayed{0};     // output since the last whole-file start
-    std::atomic<std::uint64_t> lastPosition{0};    // file position last accounted into totalPlayed
     std::atomic<std::uint64_t> segmentStart{0};
     mutable std::recursive_mutex transportMutex;
     mutable std::recursive_mutex diskMutex;
     std::atomic<bool> playing{false};
     std::atomic<bool> loop{false};
     Vector<Listener*> listeners;
-    std::atomic<bool> ringWrapped{false};
     std::atomic<std::uint64_t> fileLength{0};
     std::atomic<std::uint32_t> fileChannels{0};
     std::atomic<std::uint64_t> segmentEnd{0};
@@ -321,7 +350,22 @@ private:
     std::atomic<double> lastBufferFill{-1.0};
 
     // --- Beyond the transport's fields.
+    Vector<std::uint64_t> ringFrames;               // the file frame each ring frame holds
     std::atomic<std::uint64_t> ringUsed{0};         // frames written and not yet read
+    // Frames the audio side output as silence for want of data and the
+    // stream has not yet caught up with: the audio side drops them from
+    // the ring as they arrive, the disk side skips them in the file when
+    // the ring is empty.
+    std::atomic<std::uint64_t> underrunDebt{0};
+    struct Underrun
+    {
+        std::uint64_t frames = 0;
+        std::uint64_t firstFrame = 0;  // file frame of the first silent frame
+        std::uint64_t file = 0;        // openedFiles when it began
+    };
+    Underrun currentUnderrun;                       // audio thread (resets: message thread, audio kept away)
+    LockFreeQueue<Underrun> underrunReports{64};    // audio -> buffering thread, which reports them
+    Vector<double> positionWork;                    // audio thread: the block's position in ms
     std::atomic<int> transportChanges{0};           // resets in progress (the audio side stays away)
     std::atomic<bool> blockInProgress{false};       // the audio thread is inside Process
     std::atomic<std::uint64_t> processingThread{0}; // CurrentThreadId() of the thread inside Process, or 0
@@ -333,8 +377,13 @@ private:
         std::int64_t position = 0;
         OscBundle report;  // "/marker" id position label
     };
-    Vector<MarkerReport> markerReports;             // built when a file opens, sent by the audio side
+    Vector<MarkerReport> markerReports;             // by position; built when a file opens, sent by the audio side
     std::atomic<bool> fileIsOpen{false};
+    std::atomic<std::uint64_t> openedFiles{0};      // counts opens: names the file an underrun was in
+    String previousFilePath;                        // under the disk mutex: the file before the open one
+    // Main thread: the sample-rate warning goes out once per file and rate.
+    std::uint64_t warnedFile = 0;
+    double warnedRate = 0.0;
 };
 
 } // namespace kel

@@ -1,7 +1,9 @@
 // The audio side: one block of output per call of Process, on the audio
-// thread. It copies the ring's frames out (one or two copies per channel),
-// moves the transport on, writes the playback position in milliseconds and
-// reports progress, buffer fill, markers and the end of playback.
+// thread. It plans the block from the file frames the ring holds (where the
+// segment ends or starts over, where the disk fell behind), copies the
+// ring's frames out (one or two copies per channel), writes the playback
+// position of every frame and reports progress, buffer fill, markers and the
+// end of playback.
 //
 // Never allocates, never reads the file, never throws; the only lock is the
 // transport mutex around the update of the read index, which no one else
@@ -19,20 +21,20 @@ namespace {
 constexpr std::uint32_t prefetchChannelsAhead = 6;
 constexpr std::size_t cacheLineBytes = 64;
 
-// Built once, so that reporting a state that should never occur does not
-// allocate a text on the audio thread.
-const String& ProcessBug1Text()
-{
-    static const String text("AudioFilePlayer::Process bug 1 ?");
-    return text;
-}
-const String& ProcessBug3Text()
-{
-    static const String text("AudioFilePlayer::Process bug 3 ?");
-    return text;
-}
-
 } // namespace
+
+/** What one block plays: fromRing frames out of the ring, then silent
+    frames the disk has not delivered (an underrun), then, after the end of
+    a segment that does not loop, nothing. */
+struct AudioFilePlayer::BlockPlan
+{
+    std::uint64_t dropped = 0;   // late frames taken out of the ring unplayed
+    std::uint64_t read = 0;      // ring index of the first frame played
+    std::uint64_t fromRing = 0;
+    std::uint64_t silent = 0;
+    bool ended = false;
+    bool reports = false;
+};
 
 void AudioFilePlayer::clearAudioChannels(AudioBufferBase<float>& outputs, std::uint32_t first) noexcept
 {
@@ -42,18 +44,118 @@ void AudioFilePlayer::clearAudioChannels(AudioBufferBase<float>& outputs, std::u
             std::memset(outputs.getWritePointer(c), 0, bytes);
 }
 
-std::uint64_t AudioFilePlayer::readFromRing(AudioBufferBase<float>& outputs, std::uint64_t numFrames) noexcept
+void AudioFilePlayer::endUnderrun() noexcept
+{
+    if (currentUnderrun.frames == 0)
+        return;
+    // A full queue loses the report, not the timing.
+    underrunReports.TryPush([this](Underrun& slot) noexcept { slot = currentUnderrun; });
+    currentUnderrun.frames = 0;
+    RequestBuffering();
+}
+
+void AudioFilePlayer::reportMarkersIn(std::uint64_t first, std::uint64_t last) noexcept
+{
+    // The reports are sorted by position.
+    const auto begin = std::lower_bound(markerReports.begin(), markerReports.end(), first,
+                                        [](const MarkerReport& marker, std::uint64_t frame)
+                                        { return marker.position < 0 || std::uint64_t(marker.position) < frame; });
+    for (auto marker = begin; marker != markerReports.end() && std::uint64_t(marker->position) <= last; ++marker)
+        sendToListeners(marker->report, true);
+}
+
+void AudioFilePlayer::planBlock(BlockPlan& plan, std::uint64_t numFrames, bool looping) noexcept
+{
+    const std::uint64_t start = segmentStart.load(std::memory_order_relaxed);
+    const std::uint64_t end = segmentEnd.load(std::memory_order_relaxed);
+    const bool loops = looping && end > start;
+    const double msPerFrame = 1000.0 / getSampleRate();
+
+    std::uint64_t used = ringUsed.load(std::memory_order_acquire);
+    std::uint64_t read = ringReadIndex.load(std::memory_order_relaxed);
+    // Frames already played as silence arrive late: they are dropped. The
+    // debt goes down before the fill, so the disk side, which skips the
+    // debt in the file only when the ring is empty, never skips them twice.
+    if (const std::uint64_t debt = underrunDebt.load(); debt > 0 && used > 0)
+    {
+        plan.dropped = std::min(debt, used);
+        underrunDebt.fetch_sub(plan.dropped);
+        used -= plan.dropped;
+        read = (read + plan.dropped) % ringCapacity;
+    }
+    plan.read = read;
+
+    std::uint64_t next = start + played.load(std::memory_order_relaxed);  // the frame due now
+    std::uint64_t runFirst = 0, runLast = 0;
+    bool inRun = false;
+    std::uint64_t i = 0;
+    for (; i < numFrames; ++i)
+    {
+        if (next >= end)
+        {
+            if (!loops)
+            {
+                plan.ended = true;
+                break;
+            }
+            next = start;
+        }
+        std::uint64_t frame = next;
+        if (i < used)
+        {
+            if (currentUnderrun.frames > 0)
+                endUnderrun();
+            // The ring says which frame it holds; the audio and its time
+            // cannot part.
+            frame = ringFrames[(read + i) % ringCapacity];
+            ++plan.fromRing;
+        }
+        else
+        {
+            if (currentUnderrun.frames == 0)
+            {
+                currentUnderrun.firstFrame = frame;
+                currentUnderrun.file = openedFiles.load(std::memory_order_relaxed);
+            }
+            ++currentUnderrun.frames;
+            ++plan.silent;
+        }
+        positionWork[i] = double(frame) * msPerFrame;
+        if (plan.reports)
+        {
+            if (inRun && frame == runLast + 1)
+                runLast = frame;
+            else
+            {
+                if (inRun)
+                    reportMarkersIn(runFirst, runLast);
+                runFirst = runLast = frame;
+                inRun = true;
+            }
+        }
+        next = frame + 1;
+    }
+    if (inRun)
+        reportMarkersIn(runFirst, runLast);
+    // A block that plays the segment's last frame last ends playback now,
+    // not one block later.
+    if (!plan.ended && next >= end && !loops)
+        plan.ended = true;
+
+    const std::uint64_t soFar = std::min(next, end) - start;
+    played.store(soFar, std::memory_order_relaxed);
+    const double held = double(std::min(next, end)) * msPerFrame;
+    std::fill(positionWork.begin() + std::ptrdiff_t(i), positionWork.begin() + std::ptrdiff_t(numFrames), held);
+}
+
+void AudioFilePlayer::copyFromRing(AudioBufferBase<float>& outputs, std::uint64_t numFrames, std::uint64_t read,
+                                   std::uint64_t fromRing) noexcept
 {
     const std::uint32_t channels = std::min(numChannels, fileChannels.load(std::memory_order_relaxed));
-    // Only frames the disk side has written; if it fell behind, the rest of
-    // the block is silent.
-    const std::uint64_t available = ringUsed.load(std::memory_order_acquire);
-    const std::uint64_t frames = std::min(numFrames, available);
-    const std::uint64_t read = ringReadIndex.load(std::memory_order_relaxed);
-    const std::uint64_t first = std::min(frames, ringCapacity - read);
+    const std::uint64_t first = std::min(fromRing, ringCapacity - read);
     const std::size_t firstBytes = std::size_t(first) * sizeof(float);
-    const std::size_t secondBytes = std::size_t(frames - first) * sizeof(float);
-    const std::size_t missingBytes = std::size_t(numFrames - frames) * sizeof(float);
+    const std::size_t secondBytes = std::size_t(fromRing - first) * sizeof(float);
+    const std::size_t silentBytes = std::size_t(numFrames - fromRing) * sizeof(float);
 
     for (std::uint32_t c = 0; c < channels; ++c)
     {
@@ -72,79 +174,21 @@ std::uint64_t AudioFilePlayer::readFromRing(AudioBufferBase<float>& outputs, std
         std::memcpy(out, in + read, firstBytes);
         if (secondBytes > 0)
             std::memcpy(out + first, in, secondBytes);
-        if (missingBytes > 0)
-            std::memset(out + frames, 0, missingBytes);
-    }
-    {
-        const std::lock_guard lock(transportMutex);
-        ringReadIndex.store((read + frames) % ringCapacity, std::memory_order_relaxed);
-        ringUsed.fetch_sub(frames, std::memory_order_release);
+        if (silentBytes > 0)
+            std::memset(out + fromRing, 0, silentBytes);
     }
     clearAudioChannels(outputs, channels);
-
-    const double fill = getFillPercentage();
-    if (fill <= wakeUpFillPercent && bufferingThread != nullptr)
-        bufferingThread->notify();
-    return frames;
 }
 
 void AudioFilePlayer::outputWhileStopped(AudioBufferBase<float>& outputs) noexcept
 {
     clearAudioChannels(outputs, 0);
-    if (!isOutputConnected(numChannels))
-        return;
+    const std::uint64_t n = outputs.getNumSamples();
     const std::uint64_t held = std::min(segmentStart.load(std::memory_order_relaxed) + played.load(std::memory_order_relaxed),
                                         segmentEnd.load(std::memory_order_relaxed));
-    std::fill_n(outputs.getWritePointer(numChannels), outputs.getNumSamples(), float(framesToMilliseconds(held)));
-}
-
-void AudioFilePlayer::writeRampPosition(AudioBufferBase<float>& outputs, std::uint64_t from, std::uint64_t to) noexcept
-{
-    float* out = outputs.getWritePointer(numChannels);
-    const std::uint64_t n = outputs.getNumSamples();
-    const double start = framesToMilliseconds(from);
-    const double end = framesToMilliseconds(to);
-    if (n > 1)
-    {
-        const double step = (end - start) / double(n - 1);
-        for (std::uint64_t i = 0; i + 1 < n; ++i)
-            out[i] = float(start + double(i) * step);
-    }
-    out[n - 1] = float(end);
-}
-
-void AudioFilePlayer::writeLoopPosition(AudioBufferBase<float>& outputs, std::uint64_t start) noexcept
-{
-    // The segment's time, frame by frame, until its end is passed; from there
-    // on the block carries the segment start's time, and played starts over.
-    float* out = outputs.getWritePointer(numChannels);
-    const std::uint64_t n = outputs.getNumSamples();
-    const std::uint64_t end = segmentEnd.load(std::memory_order_relaxed);
-    const double startTime = framesToMilliseconds(start);
-    const double frameTime = 1000.0 / getSampleRate();
-    const float segmentStartTime = float(framesToMilliseconds(segmentStart.load(std::memory_order_relaxed)));
-    bool wrapped = false;
-    for (std::uint64_t i = 0; i < n; ++i)
-    {
-        out[i] = wrapped ? segmentStartTime : float(startTime + double(i) * frameTime);
-        if (!wrapped && start + i + 1 >= end)
-        {
-            wrapped = true;
-            played.store(0, std::memory_order_relaxed);
-        }
-    }
-}
-
-void AudioFilePlayer::reportMarkersIn(std::uint64_t from, std::uint64_t to, bool reportsAllowed) noexcept
-{
-    if (!reportsAllowed)
-        return;
-    for (std::size_t i = 0; i < markerReports.size(); ++i)
-    {
-        const std::int64_t position = markerReports[i].position;
-        if (position >= 0 && from <= std::uint64_t(position) && std::uint64_t(position) < to)
-            sendToListeners(markerReports[i].report, true);
-    }
+    std::fill_n(positionWork.begin(), n, framesToMilliseconds(held));
+    if (isOutputConnected(numChannels))
+        std::fill_n(outputs.getWritePointer(numChannels), n, float(positionWork[0]));
 }
 
 void AudioFilePlayer::Process(const AudioBufferBase<float>& /*inputs*/, AudioBufferBase<float>& outputs) noexcept
@@ -163,33 +207,44 @@ void AudioFilePlayer::Process(const AudioBufferBase<float>& /*inputs*/, AudioBuf
     }
     if (!playing.load(std::memory_order_acquire))
     {
+        // An underrun is over when playback stops.
+        endUnderrun();
         outputWhileStopped(outputs);
         return;
     }
 
     const std::uint64_t n = outputs.getNumSamples();
-    const bool looping = loop.load(std::memory_order_acquire);
-    const std::uint64_t length = segmentLength.load(std::memory_order_relaxed);
-    const std::uint64_t start = segmentStart.load(std::memory_order_relaxed);
-    const std::uint64_t end = segmentEnd.load(std::memory_order_relaxed);
-    const bool positionConnected = isOutputConnected(numChannels);
+    BlockPlan plan;
+    plan.reports = reports;
+    planBlock(plan, n, loop.load(std::memory_order_acquire));
 
-    std::uint64_t soFar = played.load(std::memory_order_relaxed);
-    if (soFar < length || looping)
+    copyFromRing(outputs, n, plan.read, plan.fromRing);
+    if (const std::uint64_t taken = plan.dropped + plan.fromRing; taken > 0)
     {
-        readFromRing(outputs, n);
-        soFar += n;
-        played.store(soFar, std::memory_order_relaxed);
-        if (reports)
-            reportBuffering(getFillPercentage(), true);
+        const std::lock_guard lock(transportMutex);
+        ringReadIndex.store((plan.read + plan.fromRing) % ringCapacity, std::memory_order_relaxed);
+        ringUsed.fetch_sub(taken);
     }
-    else
+    // After the fill went down: the disk side may skip these in the file
+    // as soon as it sees the ring empty.
+    if (plan.silent > 0)
+        underrunDebt.fetch_add(plan.silent);
+    totalPlayed.fetch_add(plan.fromRing + plan.silent, std::memory_order_relaxed);
+    if (isOutputConnected(numChannels))
     {
-        outputs.clear();
-        if (filePosition.load(std::memory_order_relaxed) < end)
-            postFromAudioThread(ProcessBug1Text());
-        if (soFar > length + getBlockSize())
-            postFromAudioThread(ProcessBug3Text());
+        float* out = outputs.getWritePointer(numChannels);
+        for (std::uint64_t i = 0; i < n; ++i)
+            out[i] = float(positionWork[i]);
+    }
+
+    if (getFillPercentage() <= wakeUpFillPercent)
+        RequestBuffering();
+    if (reports)
+        reportBuffering(getFillPercentage(), true);
+
+    if (plan.ended)
+    {
+        endUnderrun();
         // Stopped before the listeners hear of it, so that one of them may
         // start playback again.
         playing.store(false, std::memory_order_release);
@@ -198,38 +253,20 @@ void AudioFilePlayer::Process(const AudioBufferBase<float>& /*inputs*/, AudioBuf
         else
             endedPending = true;
     }
-
-    const std::uint64_t position = start + soFar;
-    if (!looping)
-    {
-        const std::uint64_t to = std::min(position, end);
-        // From where the previous block ended: a block clipped by the
-        // segment's end neither repeats markers nor ramps backwards.
-        const std::uint64_t from = std::min(lastPosition.load(std::memory_order_relaxed), to);
-        reportMarkersIn(from, to, reports);
-        if (positionConnected)
-            writeRampPosition(outputs, from, to);
-        totalPlayed.fetch_add(to - from, std::memory_order_relaxed);
-        lastPosition.store(to, std::memory_order_relaxed);
-    }
-    else
-    {
-        const std::uint64_t blockStart = position - n;
-        totalPlayed.fetch_add(n, std::memory_order_relaxed);
-        reportMarkersIn(blockStart, position, reports);
-        // Played starts over only here, so without the position output it
-        // runs on past the segment's length in loop mode.
-        if (positionConnected)
-            writeLoopPosition(outputs, blockStart);
-        lastPosition.store(std::min(start + played.load(std::memory_order_relaxed), end), std::memory_order_relaxed);
-    }
-
     if (reports)
     {
+        const std::uint64_t length = segmentLength.load(std::memory_order_relaxed);
         const std::uint64_t now = played.load(std::memory_order_relaxed);
         const double progress = length == 0 ? 0.0 : std::min(100.0, double(now) * 100.0 / double(length));
         reportProgress(progress, true);
     }
+}
+
+void AudioFilePlayer::RefineDoubleOutputs(double* const* outputs, std::uint32_t numOutputs,
+                                          std::uint32_t numFrames) noexcept
+{
+    if (numChannels < numOutputs && isOutputConnected(numChannels))
+        std::copy_n(positionWork.begin(), numFrames, outputs[numChannels]);
 }
 
 } // namespace kel

@@ -67,10 +67,17 @@ double AudioFilePlayer::framesToMilliseconds(std::uint64_t frames) const noexcep
 
 void AudioFilePlayer::OpenAudioFile(const File& file)
 {
-    // Everything that can fail comes before the first change.
     ScopedPointer<AudioFileReader> newReader = AudioFileReader::CreateReaderFor(file);
     if (newReader == nullptr)
         throw exceptions::NoSuchFile(file, KEL_HERE);
+    OpenAudioFile(std::move(newReader));
+}
+
+void AudioFilePlayer::OpenAudioFile(ScopedPointer<AudioFileReader> newReader)
+{
+    // Everything that can fail comes before the first change.
+    if (newReader == nullptr)
+        throw Exception("No open file", KEL_HERE);
     Vector<MarkerReport> newMarkers;
     for (const auto& marker : newReader->getMarkers())
     {
@@ -83,6 +90,10 @@ void AudioFilePlayer::OpenAudioFile(const File& file)
         entry.report.AddMessage(std::move(message));
         newMarkers.PushBack(std::move(entry));
     }
+    // By position, so the audio side finds a block's markers by bisection;
+    // markers at the same frame keep the file's order.
+    std::stable_sort(newMarkers.begin(), newMarkers.end(),
+                     [](const MarkerReport& a, const MarkerReport& b) { return a.position < b.position; });
 
     const TransportChange change(*this);
     {
@@ -97,15 +108,12 @@ void AudioFilePlayer::OpenAudioFile(const File& file)
         {
             ring.clear();
             playing.store(false);
-            ringReadIndex.store(0);
             played.store(0);
-            ringWriteIndex.store(0);
-            filePosition.store(0);
-            ringWrapped.store(false);
             totalPlayed.store(0);
-            lastPosition.store(0);
+            previousFilePath = reader->getFile().getFullPathName();
         }
-        ringUsed.store(0, std::memory_order_release);
+        resetRing(0);
+        openedFiles.fetch_add(1);
         reader = std::move(newReader);
         markerReports = std::move(newMarkers);
         fileLength.store(std::uint64_t(std::max<std::int64_t>(reader->getLengthInSamples(), 0)));
@@ -117,15 +125,34 @@ void AudioFilePlayer::OpenAudioFile(const File& file)
         fileIsOpen.store(true, std::memory_order_release);
     }
 
-    const double fileRate = reader->getSampleRate();
-    if (fileRate != getSampleRate())
-        // The two blanks before the host's rate are part of the text.
-        ReportWarning("sampling rate in " + QuotedText(reader->getFile().getFullPathName()) + " (" + RateText(fileRate)
-                      + ")" + " differs from the host current samplerate " + " (" + RateText(getSampleRate()) + ")");
-
+    warnAboutSampleRate();
     // The thread buffers the head of the file now, so a start costs no wait.
     RequestBuffering();
     dumpMetadata();
+}
+
+void AudioFilePlayer::warnAboutSampleRate()
+{
+    String path;
+    double fileRate = 0.0;
+    {
+        const std::lock_guard disk(diskMutex);
+        if (reader == nullptr)
+            return;
+        path = reader->getFile().getFullPathName();
+        fileRate = reader->getSampleRate();
+    }
+    // Once per file and host rate: at the open, when the host starts its
+    // audio, and when its rate changes.
+    const double hostRate = getSampleRate();
+    const std::uint64_t file = openedFiles.load();
+    if (fileRate == hostRate || (file == warnedFile && hostRate == warnedRate))
+        return;
+    warnedFile = file;
+    warnedRate = hostRate;
+    // The two blanks before the host's rate are part of the text.
+    ReportWarning("sampling rate in " + QuotedText(path) + " (" + RateText(fileRate) + ")"
+                  + " differs from the host current samplerate " + " (" + RateText(hostRate) + ")");
 }
 
 // ---------------------------------------------------------------------------
@@ -138,32 +165,25 @@ void AudioFilePlayer::PlayWhole()
     requireOpenFile();
     {
         const std::lock_guard disk(diskMutex);
-        // The ring still holds the head of the file when it was filled from
-        // frame 0 on, contiguously (never wrapped, never rewound by a loop,
-        // never padded) and the segment has frames left to read.
-        const bool keep = !ringWrapped.load() && getRemainingSamplesInAudioFile() > 0 && segmentStart.load() == 0
-                       && filePosition.load() == ringWriteIndex.load();
-        if (keep)
-        {
-            ringUsed.store(ringWriteIndex.load(), std::memory_order_release);
-        }
-        else
-        {
-            ringWriteIndex.store(0);
-            filePosition.store(0);
-            ringWrapped.store(false);
-            ringUsed.store(0, std::memory_order_release);
-        }
+        // The ring still holds the head of the file when nothing has been
+        // played since it was read and its frames, by their tags, are the
+        // file's frames 0 to used - 1 in order (a loop that started over
+        // would have moved the file position elsewhere).
+        const std::uint64_t used = ringUsed.load();
+        const bool keep = ringReadIndex.load() == 0 && used > 0 && filePosition.load() == used && ringFrames[0] == 0
+                       && ringFrames[used - 1] == used - 1;
+        if (!keep)
+            resetRing(0);
+        forgetUnderrun();
         ringReadIndex.store(0);
         played.store(0);
         totalPlayed.store(0);
-        lastPosition.store(0);
         segmentLength.store(fileLength.load());
         segmentEnd.store(fileLength.load());
         segmentStart.store(0);
     }
     reportProgress(0.0, false);
-    readSamplesFromDisk();
+    bufferFirstBlock();
     playing.store(true, std::memory_order_release);
 }
 
@@ -196,8 +216,25 @@ void AudioFilePlayer::resetRing(std::uint64_t startFrame)
     played.store(0);
     ringWriteIndex.store(0);
     filePosition.store(startFrame);
-    ringWrapped.store(false);
     ringUsed.store(0, std::memory_order_release);
+    forgetUnderrun();
+}
+
+void AudioFilePlayer::forgetUnderrun() noexcept
+{
+    // The audio side is kept away: its underrun ends here, and the frames
+    // it owed the stream belong to what the reset threw away.
+    endUnderrun();
+    underrunDebt.store(0);
+}
+
+void AudioFilePlayer::bufferFirstBlock()
+{
+    // One pass reads at most 4096 frames; a larger block would start with
+    // an underrun.
+    while (ringUsed.load(std::memory_order_acquire) < getBlockSize() && readSamplesFromDisk() > 0)
+    {
+    }
 }
 
 void AudioFilePlayer::playFrom(std::uint64_t startFrame, std::uint64_t endFrame)
@@ -208,11 +245,9 @@ void AudioFilePlayer::playFrom(std::uint64_t startFrame, std::uint64_t endFrame)
         segmentEnd.store(endFrame);
         segmentLength.store(endFrame - startFrame);
         resetRing(startFrame);
-        // Total played counts frames output: a jump is not playing.
-        lastPosition.store(startFrame);
     }
     reportProgress(0.0, false);
-    readSamplesFromDisk();
+    bufferFirstBlock();
     playing.store(true, std::memory_order_release);
 }
 

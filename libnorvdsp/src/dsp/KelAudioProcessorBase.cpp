@@ -58,6 +58,7 @@ AudioProcessorBase::AudioProcessorBase(std::uint32_t inputs, std::uint32_t outpu
     inputView.setData(inputPointers.data(), numInputs, 0);
     outputView.setData(outputPointers.data(), numOutputs, 0);
     resizeWorkBuffers(getBlockSize());
+    runOutputs.Resize(numOutputs, nullptr);
 }
 
 AudioProcessorBase::~AudioProcessorBase() = default;
@@ -72,9 +73,22 @@ void AudioProcessorBase::resizeWorkBuffers(std::uint32_t size)
 
 void AudioProcessorBase::Prepare(double hostSampleRate, std::uint32_t hostBlockSize)
 {
-    const std::lock_guard lock(processingLock);
-    SetSampleRate(hostSampleRate);
-    SetBlockSize(double(hostBlockSize));
+    {
+        const std::lock_guard lock(processingLock);
+        preparing = true;
+        try
+        {
+            SetSampleRate(hostSampleRate);
+            SetBlockSize(double(hostBlockSize));
+        }
+        catch (...)
+        {
+            preparing = false;
+            throw;
+        }
+        preparing = false;
+    }
+    AudioSetupChanged();
 }
 
 bool AudioProcessorBase::SetSampleRate(double rate)
@@ -92,6 +106,8 @@ bool AudioProcessorBase::SetSampleRate(double rate)
     }
     for (std::size_t i = 0; i < listeners.size(); ++i)
         listeners[i]->OnSampleRateChanged(*this, clamped);
+    if (!preparing)
+        AudioSetupChanged();
     return true;
 }
 
@@ -173,13 +189,13 @@ String AudioProcessorBase::getOutletDescription(std::uint32_t index, bool multic
 // ---------------------------------------------------------------------------
 // Audio thread
 
-void AudioProcessorBase::processGated(AudioBufferBase<float>& inputs, AudioBufferBase<float>& outputs) noexcept
+bool AudioProcessorBase::processGated(AudioBufferBase<float>& inputs, AudioBufferBase<float>& outputs) noexcept
 {
     const bool active = AnalyseInputs(inputs);
     if (isMuted())
     {
         outputs.clear();
-        return;
+        return false;
     }
     if (isBypassed())
     {
@@ -189,21 +205,23 @@ void AudioProcessorBase::processGated(AudioBufferBase<float>& inputs, AudioBuffe
             std::memmove(outputs.getWritePointer(c), inputs.getReadPointer(c), bytes);
         for (std::uint32_t c = copied; c < numOutputs; ++c)
             std::memset(outputs.getWritePointer(c), 0, bytes);
-        return;
+        return false;
     }
     if (!active)
     {
         outputs.clear();
-        return;
+        return false;
     }
     Process(inputs, outputs);
+    return true;
 }
 
-void AudioProcessorBase::processRuns(std::uint32_t numFrames, const float* const* inputs,
+bool AudioProcessorBase::processRuns(std::uint32_t numFrames, const float* const* inputs,
                                      std::uint32_t numInputChannels, float* const* outputs,
                                      std::uint32_t numOutputChannels) noexcept
 {
     const std::uint32_t run = getBlockSize();
+    bool processed = false;
     for (std::uint32_t offset = 0; offset < numFrames; offset += run)
     {
         const std::uint32_t n = std::min(run, numFrames - offset);
@@ -213,8 +231,9 @@ void AudioProcessorBase::processRuns(std::uint32_t numFrames, const float* const
             outputPointers[c] = c < numOutputChannels ? outputs[c] + offset : discardChannel.data();
         inputView.setData(inputPointers.data(), numInputs, n);
         outputView.setData(outputPointers.data(), numOutputs, n);
-        processGated(inputView, outputView);
+        processed = processGated(inputView, outputView);
     }
+    return processed;
 }
 
 void AudioProcessorBase::ProcessBlock(const float* const* inputs, std::uint32_t numInputChannels,
@@ -252,8 +271,9 @@ void AudioProcessorBase::ProcessBlock(const double* const* inputs, std::uint32_t
             for (std::uint32_t c = givenInputs; c < numInputs; ++c)
                 std::memset(inputWork.getWritePointer(c), 0, std::size_t(n) * sizeof(float));
 
-            processRuns(n, inputWork.getArrayOfWritePointers(), numInputs, outputWork.getArrayOfWritePointers(),
-                        numOutputs);
+            // n is at most one run: processRuns calls Process once.
+            const bool ran = processRuns(n, inputWork.getArrayOfWritePointers(), numInputs,
+                                         outputWork.getArrayOfWritePointers(), numOutputs);
 
             for (std::uint32_t c = 0; c < processed; ++c)
             {
@@ -261,7 +281,10 @@ void AudioProcessorBase::ProcessBlock(const double* const* inputs, std::uint32_t
                 double* out = outputs[c] + offset;
                 for (std::uint32_t i = 0; i < n; ++i)
                     out[i] = double(work[i]);
+                runOutputs[c] = out;
             }
+            if (ran)
+                RefineDoubleOutputs(runOutputs.data(), processed, n);
         }
     }
     for (std::uint32_t c = processed; c < numOutputChannels; ++c)

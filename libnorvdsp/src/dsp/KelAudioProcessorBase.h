@@ -146,6 +146,19 @@ protected:
         frame has stored the new value and before the listeners are told. */
     virtual void SampleRateChanged(double /*newRate*/) {}
     virtual void BlockSizeChanged(std::uint32_t /*newSize*/) {}
+    /** Main thread, nothing locked: after every Prepare (the host starts or
+        restarts its audio) and after a change of the sample rate made
+        outside Prepare. A processor may talk to its host here. */
+    virtual void AudioSetupChanged() {}
+    /** The 64-bit entry calls this after each Process with the same run's
+        64-bit outputs (already converted from Process's float outputs): a
+        processor whose output carries more than a float holds (a time in
+        milliseconds an hour into a file) writes it here at full precision.
+        Audio thread; must not allocate, block or throw. */
+    virtual void RefineDoubleOutputs(double* const* /*outputs*/, std::uint32_t /*numOutputs*/,
+                                     std::uint32_t /*numFrames*/) noexcept
+    {
+    }
     /** Reset the processor's internal state ("/dsp/clear"). */
     virtual void ClearState() {}
     /** For the frame's own classes: follow a verbosity change. */
@@ -155,9 +168,10 @@ protected:
     std::recursive_mutex& getProcessingLock() noexcept { return processingLock; }
 
 private:
-    void processRuns(std::uint32_t numFrames, const float* const* inputs, std::uint32_t numInputChannels,
+    bool processRuns(std::uint32_t numFrames, const float* const* inputs, std::uint32_t numInputChannels,
                      float* const* outputs, std::uint32_t numOutputChannels) noexcept;
-    void processGated(AudioBufferBase<float>& inputs, AudioBufferBase<float>& outputs) noexcept;
+    /** Whether Process ran (not muted, bypassed or inactive). */
+    bool processGated(AudioBufferBase<float>& inputs, AudioBufferBase<float>& outputs) noexcept;
     void resizeWorkBuffers(std::uint32_t size);
 
     const std::uint32_t numInputs;
@@ -176,12 +190,14 @@ private:
     AudioBuffer<float> inputWork, outputWork;
     AudioBufferReference<float> inputView, outputView;
     Vector<float*> inputPointers, outputPointers;
+    Vector<double*> runOutputs;  // the 64-bit entry's outputs moved on to the current run
 
     Vector<Listener*> listeners;
     Vector<LatencyListener*> latencyListeners;
     std::atomic<std::uint32_t> verbosity{2};
 
     std::recursive_mutex processingLock;
+    bool preparing = false;  // main thread: inside Prepare
 };
 
 } // namespace kel

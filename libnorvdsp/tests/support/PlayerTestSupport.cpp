@@ -123,7 +123,7 @@ void PlayerHost::runBlock(std::uint32_t frames, bool freewheel)
     if (freewheel)
     {
         const auto start = std::chrono::steady_clock::now();
-        while (subject->isPlaying() && subject->getNumBufferedFrames() < frames
+        while (!subject->isReadyFor(frames)
                && std::chrono::steady_clock::now() - start < std::chrono::seconds(20))
         {
             subject->RequestBuffering();
