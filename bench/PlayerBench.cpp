@@ -11,6 +11,10 @@
 //   file, as a real-time factor beside our reader decoding the same file in
 //   4096-frame blocks; speed_ratio = player / reader (goal: at least 0.8).
 //   Wall clock for both: the render uses two threads;
+// - ring fill: from "/open" of a 64-channel 24-bit file in the page cache
+//   until its 192000-frame ring is full (the buffering thread alone),
+//   beside libsndfile reading the same 192000 frames as floats
+//   (goal: full within 100 ms); fill_ratio = player / libsndfile;
 // - memory: auvo5-sfplay render of the same file run as a child process;
 //   its peak resident memory beside the size of its ring (default 480000
 //   frames x 256 channels of float). The file stays in the page cache.
@@ -364,6 +368,56 @@ void Streaming(benchmark::State& state)
 }
 
 BENCHMARK(Streaming)->Iterations(3)->UseManualTime()->Unit(benchmark::kMillisecond);
+
+// ---------------------------------------------------------------------------
+// The ring's fill after an open
+
+double ReadHeadWithSndfile(const std::string& path, std::int64_t frames)
+{
+    const double start = WallSeconds();
+    SF_INFO info{};
+    SNDFILE* file = sf_open(path.c_str(), SFM_READ, &info);
+    if (file == nullptr)
+        return 0.0;
+    std::vector<float> samples(std::size_t(frames) * std::size_t(info.channels));
+    sf_readf_float(file, samples.data(), frames);
+    sf_close(file);
+    benchmark::DoNotOptimize(samples.data());
+    return WallSeconds() - start;
+}
+
+void RingFill(benchmark::State& state)
+{
+    constexpr int channels = 64;
+    constexpr auto capacity = kel::AudioFilePlayer::minRingCapacity;
+    const auto path = NoiseFile("fill-64.wav", channels, std::int64_t(capacity) + 48000, SF_FORMAT_PCM_24);
+    if (path.empty())
+    {
+        state.SkipWithError("libsndfile could not write the file");
+        return;
+    }
+    ReadHeadWithSndfile(path, std::int64_t(capacity));  // into the page cache
+    double ours = 0.0, theirs = 0.0;
+    for (auto _ : state)
+    {
+        theirs += ReadHeadWithSndfile(path, std::int64_t(capacity));
+        kel::AudioFilePlayer player(channels, capacity);
+        player.Prepare(48000.0, 64);
+        const double start = WallSeconds();
+        player.ProcessMessage(Message("/open \"" + path + "\""));
+        while (player.getNumBufferedFrames() < capacity)
+            std::this_thread::sleep_for(std::chrono::microseconds(200));
+        const double seconds = WallSeconds() - start;
+        ours += seconds;
+        state.SetIterationTime(seconds);
+    }
+    const double n = double(state.iterations());
+    state.counters["player_fill_ms"] = ours / n * 1e3;
+    state.counters["sndfile_read_ms"] = theirs / n * 1e3;
+    state.counters["fill_ratio"] = ours / theirs;
+}
+
+BENCHMARK(RingFill)->Iterations(5)->UseManualTime()->Unit(benchmark::kMillisecond);
 
 void RenderMemory(benchmark::State& state)
 {
