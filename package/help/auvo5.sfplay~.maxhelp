@@ -674,7 +674,7 @@
       300,
       20.0
      ],
-     "text": "the dump outlet: /progress, /buffering, /marker, file information"
+     "text": "the dump outlet: /progress, /buffering, /marker, /underrun, file information"
     }
    }
   ],

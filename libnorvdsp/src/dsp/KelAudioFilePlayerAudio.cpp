@@ -69,7 +69,6 @@ void AudioFilePlayer::planBlock(BlockPlan& plan, std::uint64_t numFrames, bool l
     const std::uint64_t start = segmentStart.load(std::memory_order_relaxed);
     const std::uint64_t end = segmentEnd.load(std::memory_order_relaxed);
     const bool loops = looping && end > start;
-    const double msPerFrame = 1000.0 / getSampleRate();
 
     std::uint64_t used = ringUsed.load(std::memory_order_acquire);
     std::uint64_t read = ringReadIndex.load(std::memory_order_relaxed);
@@ -120,7 +119,9 @@ void AudioFilePlayer::planBlock(BlockPlan& plan, std::uint64_t numFrames, bool l
             ++currentUnderrun.frames;
             ++plan.silent;
         }
-        positionWork[i] = double(frame) * msPerFrame;
+        // The same expression as every other frame-to-time conversion, so a
+        // position compares equal with the time computed anywhere else.
+        positionWork[i] = framesToMilliseconds(frame);
         if (plan.reports)
         {
             if (inRun && frame == runLast + 1)
@@ -144,7 +145,7 @@ void AudioFilePlayer::planBlock(BlockPlan& plan, std::uint64_t numFrames, bool l
 
     const std::uint64_t soFar = std::min(next, end) - start;
     played.store(soFar, std::memory_order_relaxed);
-    const double held = double(std::min(next, end)) * msPerFrame;
+    const double held = framesToMilliseconds(std::min(next, end));
     std::fill(positionWork.begin() + std::ptrdiff_t(i), positionWork.begin() + std::ptrdiff_t(numFrames), held);
 }
 
