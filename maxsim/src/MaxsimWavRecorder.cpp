@@ -1,5 +1,7 @@
 // WAV writing: RIFF, a 16-byte IEEE float format chunk (or the 40-byte
 // extensible one), fact, data. Little-endian fields written byte by byte.
+// Samples are 64-bit, as Max's signals: a time in milliseconds beyond a few
+// minutes would not survive a 32-bit float.
 #include "MaxsimWavRecorder.h"
 
 #include <cstdint>
@@ -10,6 +12,8 @@ namespace maxsim
 {
 namespace
 {
+
+constexpr unsigned sampleBytes = 8;
 
 void put16(std::vector<unsigned char>& b, unsigned v)
 {
@@ -44,13 +48,13 @@ void WavRecorder::writeHeader()
     put16(h, extensible ? 0xFFFE : 3);
     put16(h, static_cast<unsigned>(channels));
     put32(h, sampleRate);
-    put32(h, sampleRate * 4UL * static_cast<unsigned long>(channels));
-    put16(h, static_cast<unsigned>(4 * channels));
-    put16(h, 32);
+    put32(h, sampleRate * sampleBytes * static_cast<unsigned long>(channels));
+    put16(h, sampleBytes * static_cast<unsigned>(channels));
+    put16(h, 8 * sampleBytes);
     if (extensible)
     {
         put16(h, 22);
-        put16(h, 32);
+        put16(h, 8 * sampleBytes);
         put32(h, 0);  // no speaker positions
         // KSDATAFORMAT_SUBTYPE_IEEE_FLOAT
         static const unsigned char subtype[16] = {3, 0, 0, 0, 0, 0, 0x10, 0, 0x80, 0, 0, 0xaa, 0, 0x38, 0x9b, 0x71};
@@ -59,7 +63,7 @@ void WavRecorder::writeHeader()
     }
     putTag(h, "fact");  // expected with every non-PCM format
     put32(h, 4);
-    put32(h, channels > 0 ? data / (4UL * static_cast<unsigned long>(channels)) : 0);
+    put32(h, channels > 0 ? data / (sampleBytes * static_cast<unsigned long>(channels)) : 0);
     putTag(h, "data");
     put32(h, data);
     std::fseek(file, 0, SEEK_SET);
@@ -82,15 +86,15 @@ bool WavRecorder::Write(double* const* channelData, long numChannels, long frame
         sampleRate = static_cast<unsigned>(rate);
         writeHeader();
     }
-    std::vector<unsigned char> bytes(static_cast<std::size_t>(frames * channels) * 4);
+    std::vector<unsigned char> bytes(static_cast<std::size_t>(frames * channels) * sampleBytes);
     unsigned char* p = bytes.data();
     for (long i = 0; i < frames; ++i)
         for (long c = 0; c < channels; ++c)
         {
-            const float f = c < numChannels ? static_cast<float>(channelData[c][i]) : 0.0f;
-            std::uint32_t u;
-            std::memcpy(&u, &f, 4);
-            for (int k = 0; k < 4; ++k)
+            const double d = c < numChannels ? channelData[c][i] : 0.0;
+            std::uint64_t u;
+            std::memcpy(&u, &d, sampleBytes);
+            for (unsigned k = 0; k < sampleBytes; ++k)
                 *p++ = static_cast<unsigned char>((u >> (8 * k)) & 0xff);
         }
     std::fwrite(bytes.data(), 1, bytes.size(), file);

@@ -1,4 +1,4 @@
-// Records signal blocks as a 32-bit float WAV file (WAVE_FORMAT_EXTENSIBLE
+// Records signal blocks as a 64-bit float WAV file (WAVE_FORMAT_EXTENSIBLE
 // above two channels). The file opens at the first block, when the channel
 // count is known; sizes are written when it closes.
 // Who may call: one thread at a time (the audio thread writes, the main
