@@ -5,46 +5,37 @@
 // playback begins; from its first non-silent frame on, every frame of the
 // source must follow exactly, with the position signal counting the source
 // frame in milliseconds beside it.
-#include <sndfile.h>
-
-#include <cmath>
+//
+// sfplay-compare-recording --frame-index START END [--loop] [--passes N] RECORDING SOURCE:
+// the same for a recording of the frame-index file (sfplay-make-frame-index)
+// played over the segment [START, END) of frames (FrameIndexCheck.h); the
+// position channel may be left out of the recording.
 #include <cstdio>
-#include <vector>
+#include <cstdlib>
+#include <cstring>
+
+#include "FrameIndexCheck.h"
+#include "RecordedSound.h"
 
 namespace {
 
-struct Sound
+int Usage()
 {
-    SF_INFO info{};
-    std::vector<float> samples;  // interleaved
-};
-
-bool Read(const char* path, Sound& sound)
-{
-    SNDFILE* file = sf_open(path, SFM_READ, &sound.info);
-    if (file == nullptr)
-    {
-        std::fprintf(stderr, "cannot read %s: %s\n", path, sf_strerror(nullptr));
-        return false;
-    }
-    sound.samples.resize(std::size_t(sound.info.frames) * std::size_t(sound.info.channels));
-    const sf_count_t read = sf_readf_float(file, sound.samples.data(), sound.info.frames);
-    sf_close(file);
-    return read == sound.info.frames;
+    std::fprintf(stderr, "usage: sfplay-compare-recording RECORDING SOURCE\n"
+                         "       sfplay-compare-recording --frame-index START END [--loop] [--passes N]"
+                         " RECORDING SOURCE\n");
+    return 2;
 }
 
-} // namespace
-
-int main(int argc, char** argv)
+bool Count(const char* text, long long& value)
 {
-    if (argc != 3)
-    {
-        std::fprintf(stderr, "usage: sfplay-compare-recording RECORDING SOURCE\n");
-        return 2;
-    }
-    Sound recording, source;
-    if (!Read(argv[1], recording) || !Read(argv[2], source))
-        return 1;
+    char* rest = nullptr;
+    value = std::strtoll(text, &rest, 10);
+    return rest != text && *rest == '\0' && value >= 0;
+}
+
+int CompareWholeFile(const RecordedSound& recording, const RecordedSound& source)
+{
     const int recorded = recording.info.channels;
     const int channels = source.info.channels;
     if (recorded != channels + 1)
@@ -53,17 +44,10 @@ int main(int argc, char** argv)
                      channels);
         return 1;
     }
-    auto at = [](const Sound& s, sf_count_t frame, int channel)
-    { return s.samples[std::size_t(frame) * std::size_t(s.info.channels) + std::size_t(channel)]; };
+    auto at = [](const RecordedSound& s, sf_count_t frame, int channel) { return s.at(frame, channel); };
+    auto silent = [&](sf_count_t frame) { return recording.silent(frame, channels); };
 
     sf_count_t first = 0;
-    auto silent = [&](sf_count_t frame)
-    {
-        for (int c = 0; c < channels; ++c)
-            if (at(recording, frame, c) != 0.0f)
-                return false;
-        return true;
-    };
     while (first < recording.info.frames && silent(first))
         ++first;
     if (first == recording.info.frames)
@@ -87,9 +71,8 @@ int main(int argc, char** argv)
         for (int c = 0; c < channels; ++c)
             if (at(recording, first + frame, c) != at(source, frame, c))
             {
-                std::fprintf(stderr, "frame %lld channel %d: recorded %.9g, source %.9g\n",
-                             static_cast<long long>(frame), c, double(at(recording, first + frame, c)),
-                             double(at(source, frame, c)));
+                std::fprintf(stderr, "frame %lld channel %d: recorded %.17g, source %.17g\n",
+                             static_cast<long long>(frame), c, at(recording, first + frame, c), at(source, frame, c));
                 return 1;
             }
         // The position ramps across each block towards the block's end (a
@@ -101,7 +84,7 @@ int main(int argc, char** argv)
                                      : position >= previous && position <= length + 1.0e-3;
         if (!fits)
         {
-            std::fprintf(stderr, "frame %lld: position %.9g ms after %.9g ms\n", static_cast<long long>(frame),
+            std::fprintf(stderr, "frame %lld: position %.17g ms after %.17g ms\n", static_cast<long long>(frame),
                          position, previous);
             return 1;
         }
@@ -117,4 +100,42 @@ int main(int argc, char** argv)
     std::printf("%lld frames of %d channels match from recorded frame %lld\n",
                 static_cast<long long>(source.info.frames), channels, static_cast<long long>(first));
     return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    FrameIndexSegment segment;
+    bool frameIndex = false;
+    int arg = 1;
+    for (; arg < argc && std::strncmp(argv[arg], "--", 2) == 0; ++arg)
+    {
+        long long a = 0, b = 0;
+        if (std::strcmp(argv[arg], "--frame-index") == 0 && arg + 2 < argc && Count(argv[arg + 1], a)
+            && Count(argv[arg + 2], b))
+        {
+            frameIndex = true;
+            segment.start = a;
+            segment.end = b;
+            arg += 2;
+        }
+        else if (std::strcmp(argv[arg], "--loop") == 0)
+            segment.loop = true;
+        else if (std::strcmp(argv[arg], "--passes") == 0 && arg + 1 < argc && Count(argv[arg + 1], a))
+        {
+            segment.passes = long(a);
+            ++arg;
+        }
+        else
+            return Usage();
+    }
+    if (argc - arg != 2 || (!frameIndex && (segment.loop || segment.passes >= 0)))
+        return Usage();
+    RecordedSound recording, source;
+    if (!ReadRecordedSound(argv[arg], recording) || !ReadRecordedSound(argv[arg + 1], source))
+        return 1;
+    if (frameIndex)
+        return CheckFrameIndex(recording, source, segment) ? 0 : 1;
+    return CompareWholeFile(recording, source);
 }
