@@ -3,8 +3,8 @@
 // output, then the playback position in ms) holds the source file's samples,
 // as libsndfile reads them. The recording starts with silence until
 // playback begins; from its first non-silent frame on, every frame of the
-// source must follow exactly, with the position signal counting the source
-// frame in milliseconds beside it.
+// source must follow exactly, with the position signal carrying the time of
+// each frame exactly beside it (frame x 1000 / rate, in double).
 //
 // sfplay-compare-recording --frame-index START END [--loop] [--passes N] RECORDING SOURCE:
 // the same for a recording of the frame-index file (sfplay-make-frame-index)
@@ -63,9 +63,23 @@ int CompareWholeFile(const RecordedSound& recording, const RecordedSound& source
         return 1;
     }
     // The player plays at the host's rate (no resampling): the position
-    // counts in the recording's milliseconds.
+    // counts in the recording's milliseconds, each sample the time of the
+    // frame its audio carries; before playback it holds the first frame's
+    // time (0), after it the end's.
     const double rate = double(recording.info.samplerate);
-    const double length = double(source.info.frames) * 1000.0 / rate;
+    auto timeOf = [rate](sf_count_t frame) { return double(frame) * 1000.0 / rate; };
+    auto positionIs = [&](sf_count_t recorded, double want, const char* what)
+    {
+        const double position = at(recording, recorded, channels);
+        if (position == want)
+            return true;
+        std::fprintf(stderr, "recorded frame %lld (%s): position %.17g ms, expected %.17g ms\n",
+                     static_cast<long long>(recorded), what, position, want);
+        return false;
+    };
+    for (sf_count_t frame = 0; frame < first; ++frame)
+        if (!positionIs(frame, 0.0, "before playback"))
+            return 1;
     for (sf_count_t frame = 0; frame < source.info.frames; ++frame)
     {
         for (int c = 0; c < channels; ++c)
@@ -75,28 +89,21 @@ int CompareWholeFile(const RecordedSound& recording, const RecordedSound& source
                              static_cast<long long>(frame), c, at(recording, first + frame, c), at(source, frame, c));
                 return 1;
             }
-        // The position ramps across each block towards the block's end (a
-        // block that the file's end cuts short ramps over all of it), so it
-        // only has to start at 0, never go back and stay within the file.
-        const double position = at(recording, first + frame, channels);
-        const double previous = frame == 0 ? 0.0 : at(recording, first + frame - 1, channels);
-        const bool fits = frame == 0 ? position <= 1000.0 / rate * 1.01
-                                     : position >= previous && position <= length + 1.0e-3;
-        if (!fits)
-        {
-            std::fprintf(stderr, "frame %lld: position %.17g ms after %.17g ms\n", static_cast<long long>(frame),
-                         position, previous);
+        if (!positionIs(first + frame, timeOf(frame), "playing"))
             return 1;
-        }
     }
     // After the file, playback has ended: silence on every output.
     for (sf_count_t frame = first + source.info.frames; frame < recording.info.frames; ++frame)
+    {
         if (!silent(frame))
         {
             std::fprintf(stderr, "sound after the end of the file at recorded frame %lld\n",
                          static_cast<long long>(frame));
             return 1;
         }
+        if (!positionIs(frame, timeOf(source.info.frames), "after the end"))
+            return 1;
+    }
     std::printf("%lld frames of %d channels match from recorded frame %lld\n",
                 static_cast<long long>(source.info.frames), channels, static_cast<long long>(first));
     return 0;
