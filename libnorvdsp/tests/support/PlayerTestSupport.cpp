@@ -98,6 +98,9 @@ PlayerHost::PlayerHost(std::uint32_t channels, std::uint64_t bufferSize, double 
     outputs.assign(subject->getNumOutputs(), std::vector<float>(blockSize, 0.0f));
     for (auto& channel : outputs)
         outputPointers.push_back(channel.data());
+    wideOutputs.assign(subject->getNumOutputs(), std::vector<double>(blockSize, 0.0));
+    for (auto& channel : wideOutputs)
+        wideOutputPointers.push_back(channel.data());
 }
 
 PlayerHost::~PlayerHost()
@@ -118,32 +121,47 @@ bool PlayerHost::Send(const std::string& text)
     return subject->ProcessMessage(OscMessage::CreateFromText(text));
 }
 
-void PlayerHost::runBlock(std::uint32_t frames, bool freewheel)
+bool PlayerHost::WaitForRing(std::uint64_t frames, double seconds)
+{
+    const auto start = std::chrono::steady_clock::now();
+    while (!subject->isReadyFor(frames))
+    {
+        if (std::chrono::steady_clock::now() - start > std::chrono::duration<double>(seconds))
+            return false;
+        subject->RequestBuffering();
+        std::this_thread::sleep_for(std::chrono::microseconds(20));
+    }
+    return true;
+}
+
+void PlayerHost::runBlock(std::uint32_t frames, bool freewheel, bool wide)
 {
     if (freewheel)
-    {
-        const auto start = std::chrono::steady_clock::now();
-        while (!subject->isReadyFor(frames)
-               && std::chrono::steady_clock::now() - start < std::chrono::seconds(20))
-        {
-            subject->RequestBuffering();
-            std::this_thread::sleep_for(std::chrono::microseconds(20));
-        }
-    }
+        WaitForRing(frames);
     reports.setFrame(rendered);
-    subject->ProcessBlock(nullptr, 0, outputPointers.data(), std::uint32_t(outputPointers.size()), frames);
+    if (wide)
+        subject->ProcessBlock(static_cast<const double* const*>(nullptr), 0, wideOutputPointers.data(),
+                              std::uint32_t(wideOutputPointers.size()), frames);
+    else
+        subject->ProcessBlock(static_cast<const float* const*>(nullptr), 0, outputPointers.data(),
+                              std::uint32_t(outputPointers.size()), frames);
     rendered += frames;
 }
 
-std::vector<float> PlayerHost::Render(std::uint64_t numFrames, bool freewheel)
+namespace {
+
+/** Runs blocks of at most blockSize frames and interleaves their outputs. */
+template <typename Sample, typename RunBlock>
+std::vector<Sample> RenderInterleaved(std::uint64_t numFrames, std::uint32_t blockSize,
+                                      const std::vector<std::vector<Sample>>& outputs, RunBlock runBlock)
 {
     const std::size_t channels = outputs.size();
-    std::vector<float> interleaved;
+    std::vector<Sample> interleaved;
     interleaved.reserve(std::size_t(numFrames) * channels);
     for (std::uint64_t done = 0; done < numFrames;)
     {
-        const auto frames = std::uint32_t(std::min<std::uint64_t>(block, numFrames - done));
-        runBlock(frames, freewheel);
+        const auto frames = std::uint32_t(std::min<std::uint64_t>(blockSize, numFrames - done));
+        runBlock(frames);
         for (std::uint32_t f = 0; f < frames; ++f)
             for (std::size_t c = 0; c < channels; ++c)
                 interleaved.push_back(outputs[c][f]);
@@ -152,9 +170,23 @@ std::vector<float> PlayerHost::Render(std::uint64_t numFrames, bool freewheel)
     return interleaved;
 }
 
+} // namespace
+
+std::vector<float> PlayerHost::Render(std::uint64_t numFrames, bool freewheel)
+{
+    return RenderInterleaved(numFrames, block, outputs,
+                             [&](std::uint32_t frames) { runBlock(frames, freewheel, false); });
+}
+
+std::vector<double> PlayerHost::Render64(std::uint64_t numFrames, bool freewheel)
+{
+    return RenderInterleaved(numFrames, block, wideOutputs,
+                             [&](std::uint32_t frames) { runBlock(frames, freewheel, true); });
+}
+
 void PlayerHost::RunBlock()
 {
-    runBlock(block, false);
+    runBlock(block, false, false);
 }
 
 bool WaitUntil(const std::function<bool()>& predicate, double seconds)

@@ -107,8 +107,14 @@ public:
         returns the outputs interleaved, the position channel last. With
         freewheel, each block waits until the ring holds it. */
     std::vector<float> Render(std::uint64_t numFrames, bool freewheel = true);
+    /** The same through the 64-bit block entry (Max's perform64), so that
+        the position arrives as the double the player computed. */
+    std::vector<double> Render64(std::uint64_t numFrames, bool freewheel = true);
     /** One block of blockSize frames without waiting for the ring. */
     void RunBlock();
+    /** Wakes the buffering thread until the player is ready for a block of
+        frames (AudioFilePlayer::isReadyFor), at most seconds; whether it is. */
+    bool WaitForRing(std::uint64_t frames, double seconds = 20.0);
 
     /** Removes the listener and destroys the player; the console and the
         listener stay. Nothing else may be called afterwards. */
@@ -118,7 +124,7 @@ public:
     std::uint32_t blockSize() const { return block; }
 
 private:
-    void runBlock(std::uint32_t frames, bool freewheel);
+    void runBlock(std::uint32_t frames, bool freewheel, bool wide);
 
     std::unique_ptr<AudioFilePlayer> subject;
     RecordingPlayerListener reports;
@@ -126,6 +132,8 @@ private:
     std::uint32_t block;
     std::vector<std::vector<float>> outputs;
     std::vector<float*> outputPointers;
+    std::vector<std::vector<double>> wideOutputs;
+    std::vector<double*> wideOutputPointers;
     std::uint64_t rendered = 0;
 };
 
