@@ -124,8 +124,13 @@ TEST(PlayerStress, FrameIndexHoldsThroughRandomTransport)
                 if (recent.size() > 12)
                     recent.pop_front();
             }
-            const std::uint32_t blocks = random() % 8 == 0 ? 20 + random() % 300 : 1 + random() % 6;
-            for (std::uint32_t b = 0; b < blocks && failure.empty(); ++b)
+            // Mostly a few blocks; now and then long enough for segments, or
+            // even a part of the file, to reach their end.
+            const std::uint32_t runKind = random() % 32;
+            const std::uint64_t frames = runKind == 0  ? 1 + random() % 100000
+                                         : runKind < 5 ? 1 + random() % 20000
+                                                      : (1 + random() % 6) * std::uint64_t(c.blockSize);
+            for (std::uint64_t done = 0; done < frames && failure.empty(); done += c.blockSize)
                 failure = run.Block();
         }
         std::string history;

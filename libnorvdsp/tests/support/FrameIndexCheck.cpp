@@ -39,10 +39,15 @@ std::string FrameIndexCheck::CheckBlock(const std::vector<double>& interleaved,
             if (interleaved[i * channels + c] != 0.0)
                 return describe(outputIndex, "channel " + std::to_string(c) + " is not silent");
         const ExpectedSample& e = expected[i];
-        std::ostringstream got;
-        got.precision(17);
-        got << "(got position " << position << " ms, audio frame " << FrameFromSamples(low, high)
-            << (silent ? ", silent" : "") << ")";
+        // Composed only for a failure: this runs for every sample.
+        const auto got = [&]
+        {
+            std::ostringstream text;
+            text.precision(17);
+            text << "(got position " << position << " ms, audio frame " << FrameFromSamples(low, high)
+                 << (silent ? ", silent" : "") << ")";
+            return text.str();
+        };
 
         if (e.frame < 0)
         {
@@ -53,7 +58,7 @@ std::string FrameIndexCheck::CheckBlock(const std::vector<double>& interleaved,
             largestError = std::max(largestError, std::abs(position * rate / 1000.0 - heldFrame));
             if (!silent || (position != held && !other))
                 return describe(outputIndex, "not playing: expected silence and the time of frame "
-                                                 + std::to_string(e.heldFrame) + " " + got.str());
+                                                 + std::to_string(e.heldFrame) + " " + got());
             runOpen = false;
             previousFrame = -1;
             continue;
@@ -62,13 +67,13 @@ std::string FrameIndexCheck::CheckBlock(const std::vector<double>& interleaved,
         const double time = asReceived(timeline.Time(e.frame));
         largestError = std::max(largestError, std::abs(position * rate / 1000.0 - double(e.frame)));
         if (position != time)
-            return describe(outputIndex, "frame " + std::to_string(e.frame) + " should carry its time " + got.str());
+            return describe(outputIndex, "frame " + std::to_string(e.frame) + " should carry its time " + got());
 
         const bool frameLooksSilent = FrameIndexLow(e.frame) == 0.0f && FrameIndexHigh(e.frame) == 0.0f;
         if (silent && !frameLooksSilent)
         {
             if (!allowUnderruns)
-                return describe(outputIndex, "frame " + std::to_string(e.frame) + " is silent " + got.str());
+                return describe(outputIndex, "frame " + std::to_string(e.frame) + " is silent " + got());
             if (!runOpen)
                 runs.push_back({e.frame, 0, outputIndex, false});
             else if (e.frame != previousFrame + 1)
@@ -79,7 +84,7 @@ std::string FrameIndexCheck::CheckBlock(const std::vector<double>& interleaved,
         else
         {
             if (low != double(FrameIndexLow(e.frame)) || high != double(FrameIndexHigh(e.frame)))
-                return describe(outputIndex, "expected frame " + std::to_string(e.frame) + " " + got.str());
+                return describe(outputIndex, "expected frame " + std::to_string(e.frame) + " " + got());
             runOpen = false;
         }
         previousFrame = e.frame;
