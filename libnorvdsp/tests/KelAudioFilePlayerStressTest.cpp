@@ -129,7 +129,7 @@ TEST(PlayerStress, FrameIndexHoldsThroughRandomTransport)
             const std::uint32_t runKind = random() % 32;
             const std::uint64_t frames = runKind == 0  ? 1 + random() % 100000
                                          : runKind < 5 ? 1 + random() % 20000
-                                                      : (1 + random() % 6) * std::uint64_t(c.blockSize);
+                                                       : (1 + random() % 6) * std::uint64_t(c.blockSize);
             for (std::uint64_t done = 0; done < frames && failure.empty(); done += c.blockSize)
                 failure = run.Block();
         }
