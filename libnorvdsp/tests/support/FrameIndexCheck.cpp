@@ -65,7 +65,11 @@ std::string FrameIndexCheck::CheckBlock(const std::vector<double>& interleaved,
         }
 
         const double time = asReceived(timeline.Time(e.frame));
-        largestError = std::max(largestError, std::abs(position * rate / 1000.0 - double(e.frame)));
+        // The error between the position and the audio beside it; where the
+        // audio is silent (or no frame index), against the frame due.
+        const std::int64_t audioFrame = silent ? -1 : FrameFromSamples(low, high);
+        largestError = std::max(largestError,
+                                std::abs(position * rate / 1000.0 - double(audioFrame >= 0 ? audioFrame : e.frame)));
         if (position != time)
             return describe(outputIndex, "frame " + std::to_string(e.frame) + " should carry its time " + got());
 

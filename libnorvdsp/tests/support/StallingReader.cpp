@@ -9,14 +9,16 @@ void ReadStall::HoldReadCovering(std::int64_t fileFrame)
     const std::lock_guard lock(mutex);
     armed = true;
     target = fileFrame;
-    released = false;
 }
 
 void ReadStall::Release()
 {
     const std::lock_guard lock(mutex);
     armed = false;
-    released = true;
+    // Let go from now on, for the test: the held thread may take a while to
+    // run again, and the disk is not late on purpose any more meanwhile.
+    held = false;
+    ++releases;
     changed.notify_all();
 }
 
@@ -41,9 +43,12 @@ void ReadStall::BeforeRead(std::int64_t startFrame, std::int64_t numFrames)
     held = true;
     heldStart = startFrame;
     changed.notify_all();
-    changed.wait_for(lock, std::chrono::duration<double>(safetyLimitSeconds), [this] { return released; });
-    held = false;
-    changed.notify_all();
+    // A count rather than a flag: arming the next hold right after a
+    // release must not take back the release this read has not seen yet.
+    const std::uint64_t releasesBefore = releases;
+    if (!changed.wait_for(lock, std::chrono::duration<double>(safetyLimitSeconds),
+                          [&] { return releases != releasesBefore; }))
+        held = false;
 }
 
 StallingReader::StallingReader(ScopedPointer<AudioFileReader> wrapped, std::shared_ptr<ReadStall> stall)

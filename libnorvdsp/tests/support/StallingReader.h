@@ -42,7 +42,7 @@ private:
     bool armed = false;
     std::int64_t target = 0;
     bool held = false;
-    bool released = false;
+    std::uint64_t releases = 0;
     std::int64_t heldStart = -1;
 };
 

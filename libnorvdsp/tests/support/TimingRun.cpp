@@ -23,7 +23,7 @@ std::string TimingRun::Block(const std::function<bool()>& stopWaiting)
             [&]
             {
                 subject.RequestBuffering();
-                return stopWaiting() || !subject.isPlaying() || subject.getNumBufferedFrames() >= frames;
+                return stopWaiting() || subject.isReadyFor(frames);
             });
         if (!ready)
             return "the ring never held a block";

@@ -70,6 +70,15 @@ std::vector<ExpectedSample> TransportModel::Block(std::uint32_t numFrames, bool&
 {
     endReported = pendingEnd;
     pendingEnd = false;
+    if (playing && justWrapped && !loop)
+    {
+        // The last block ended with a pass's last frame, and the loop is off
+        // now: that pass was the last; its end comes with this block.
+        playing = false;
+        next = end;
+        justWrapped = false;
+        endReported = true;
+    }
     std::vector<ExpectedSample> samples(numFrames);
     for (std::uint32_t i = 0; i < numFrames; ++i)
     {

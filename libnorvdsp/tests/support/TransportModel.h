@@ -46,7 +46,8 @@ public:
     void Seek(std::int64_t a, std::int64_t b);
     void SetLoop(bool shouldLoop) { loop = shouldLoop; }
     void Pause() { playing = false; }
-    /** Continues a pause; from stopped or ended, the whole file again. */
+    /** Continues a pause; from stopped or ended, the whole file again;
+        while playing, nothing. */
     void Resume();
     void Switch();
 
