@@ -54,22 +54,17 @@ std::string FrameIndexCheck::CheckBlock(const std::vector<double>& interleaved,
             // Not playing: silence, and the held time.
             const double held = asReceived(timeline.Time(e.heldFrame));
             const bool other = e.otherHeldFrame >= 0 && position == asReceived(timeline.Time(e.otherHeldFrame));
-            const double heldFrame = double(other ? e.otherHeldFrame : e.heldFrame);
-            largestError = std::max(largestError, std::abs(position * rate / 1000.0 - heldFrame));
             if (!silent || (position != held && !other))
                 return describe(outputIndex, "not playing: expected silence and the time of frame "
                                                  + std::to_string(e.heldFrame) + " " + got());
+            const double heldFrame = double(other ? e.otherHeldFrame : e.heldFrame);
+            largestError = std::max(largestError, std::abs(position * rate / 1000.0 - heldFrame));
             runOpen = false;
             previousFrame = -1;
             continue;
         }
 
         const double time = asReceived(timeline.Time(e.frame));
-        // The error between the position and the audio beside it; where the
-        // audio is silent (or no frame index), against the frame due.
-        const std::int64_t audioFrame = silent ? -1 : FrameFromSamples(low, high);
-        largestError = std::max(largestError,
-                                std::abs(position * rate / 1000.0 - double(audioFrame >= 0 ? audioFrame : e.frame)));
         if (position != time)
             return describe(outputIndex, "frame " + std::to_string(e.frame) + " should carry its time " + got());
 
@@ -91,6 +86,7 @@ std::string FrameIndexCheck::CheckBlock(const std::vector<double>& interleaved,
                 return describe(outputIndex, "expected frame " + std::to_string(e.frame) + " " + got());
             runOpen = false;
         }
+        largestError = std::max(largestError, std::abs(position * rate / 1000.0 - double(e.frame)));
         previousFrame = e.frame;
     }
     return {};

@@ -34,9 +34,9 @@ public:
         empty text. */
     std::string CheckBlock(const std::vector<double>& interleaved, const std::vector<ExpectedSample>& expected);
 
-    /** The largest |position x rate / 1000 - frame| over the samples
-        checked: the frame the audio beside the position carries, or for
-        silence the frame due (the held one when not playing). */
+    /** The largest |position x rate / 1000 - frame| over the samples that
+        met the check, frame being the one due (or held): what is left of
+        the position's rounding, in frames. */
     double largestErrorInFrames() const { return largestError; }
     const std::vector<SilentRun>& silentRuns() const { return runs; }
     /** Whether the last sample checked lies in an underrun. */
