@@ -14,7 +14,7 @@ std::int64_t FrameFromSamples(double low, double high)
 }
 
 FrameIndexReader::FrameIndexReader(const std::string& path, std::int64_t lengthInFrames, double sampleRate,
-                                   std::uint32_t numChannels, const std::vector<FrameIndexMarker>& markers)
+                                   std::uint32_t numChannels, const std::vector<SyntheticMarker>& markers)
     : AudioFileReader(File(path), nullptr)  // no stream: readSamples computes its frames
 {
     metadata.sampleRate = sampleRate;

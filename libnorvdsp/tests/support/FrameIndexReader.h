@@ -22,7 +22,7 @@ inline float FrameIndexHigh(std::int64_t frame) { return float(frame >> 24); }
     of range). */
 std::int64_t FrameFromSamples(double low, double high);
 
-struct FrameIndexMarker
+struct SyntheticMarker
 {
     std::int32_t identifier;
     std::int32_t position;
@@ -35,7 +35,7 @@ public:
     /** A "WAV File" of 32-bit float frames named path (nothing is opened),
         lengthInFrames long; channels beyond the first two are silent. */
     FrameIndexReader(const std::string& path, std::int64_t lengthInFrames, double sampleRate = 48000.0,
-                     std::uint32_t numChannels = 2, const std::vector<FrameIndexMarker>& markers = {});
+                     std::uint32_t numChannels = 2, const std::vector<SyntheticMarker>& markers = {});
 
     String getDefaultExtension() const override { return ".wav"; }
     bool readSamples(SampleWord* const* destinations, std::int64_t numFrames, std::int64_t startFrame) override;
