@@ -1,5 +1,7 @@
 #include "support/TimingRun.h"
 
+#include <algorithm>
+
 namespace kel::test {
 
 TimingRun::TimingRun(PlayerHost& host, TransportModel& model, bool wide, bool underrunsAllowed)
@@ -29,10 +31,13 @@ std::string TimingRun::Block(const std::function<bool()>& stopWaiting)
             return "the ring never held a block";
     }
 
-    bool endReported = false;
-    const auto expected = timeline.Block(frames, endReported);
-    if (endReported)
-        ends.push_back(player.framesRendered());
+    EndReport end = EndReport::none;
+    const auto expected = timeline.Block(frames, end);
+    const std::uint64_t blockStart = player.framesRendered();
+    if (end == EndReport::inThisBlock)
+        ends.emplace_back(blockStart, blockStart);
+    else if (end == EndReport::inThisOrNextBlock)
+        ends.emplace_back(blockStart, blockStart + frames);
     std::vector<double> output;
     if (wideOutput)
     {
@@ -54,13 +59,27 @@ std::string TimingRun::Blocks(std::uint64_t numFrames)
     return {};
 }
 
-std::vector<std::uint64_t> TimingRun::reportedEnds() const
+std::string TimingRun::CompareEnds() const
 {
-    std::vector<std::uint64_t> result;
+    std::vector<std::uint64_t> reported;
     for (const auto& event : player.listener().events())
         if (event.kind == RecordingPlayerListener::Event::Kind::ended)
-            result.push_back(event.frame);
-    return result;
+            reported.push_back(event.frame);
+    const auto block = [](std::uint64_t frame) { return std::to_string(frame); };
+    for (std::size_t i = 0; i < std::max(reported.size(), ends.size()); ++i)
+    {
+        const std::string which = "end " + std::to_string(i + 1) + ": ";
+        if (i >= ends.size())
+            return which + "reported in the block at frame " + block(reported[i]) + ", none expected";
+        const auto [first, second] = ends[i];
+        const std::string expected = "expected in the block at frame " + block(first)
+                                   + (second != first ? " or " + block(second) : "");
+        if (i >= reported.size())
+            return which + expected + ", not reported";
+        if (reported[i] != first && reported[i] != second)
+            return which + expected + ", reported in the block at frame " + block(reported[i]);
+    }
+    return {};
 }
 
 } // namespace kel::test

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/FrameIndexCheck.h"
@@ -27,10 +28,9 @@ public:
     /** Blocks until one fails or numFrames have been rendered. */
     std::string Blocks(std::uint64_t numFrames);
 
-    /** Frames rendered before each block in which the model expects the end. */
-    const std::vector<std::uint64_t>& expectedEnds() const { return ends; }
-    /** The same for the player's reports. */
-    std::vector<std::uint64_t> reportedEnds() const;
+    /** Compares the blocks in which the player reported the end of
+        playback with the model's; the first difference, or an empty text. */
+    std::string CompareEnds() const;
     const FrameIndexCheck& check() const { return checker; }
 
 private:
@@ -38,7 +38,9 @@ private:
     TransportModel& timeline;
     const bool wideOutput;
     FrameIndexCheck checker;
-    std::vector<std::uint64_t> ends;
+    /** Per end the model expects: the frames rendered before the block
+        it must come in, or before either of two blocks. */
+    std::vector<std::pair<std::uint64_t, std::uint64_t>> ends;
 };
 
 } // namespace kel::test

@@ -66,9 +66,9 @@ bool TransportModel::resumeIsOpen() const
     return !playing && next == start && !(start == 0 && end == length);
 }
 
-std::vector<ExpectedSample> TransportModel::Block(std::uint32_t numFrames, bool& endReported)
+std::vector<ExpectedSample> TransportModel::Block(std::uint32_t numFrames, EndReport& endReport)
 {
-    endReported = pendingEnd;
+    endReport = EndReport::none;
     pendingEnd = false;
     if (playing && justWrapped && !loop)
     {
@@ -77,7 +77,7 @@ std::vector<ExpectedSample> TransportModel::Block(std::uint32_t numFrames, bool&
         playing = false;
         next = end;
         justWrapped = false;
-        endReported = true;
+        endReport = EndReport::inThisBlock;
     }
     std::vector<ExpectedSample> samples(numFrames);
     for (std::uint32_t i = 0; i < numFrames; ++i)
@@ -104,10 +104,8 @@ std::vector<ExpectedSample> TransportModel::Block(std::uint32_t numFrames, bool&
             else
             {
                 playing = false;
-                if (i + 1 < numFrames)
-                    endReported = true;
-                else
-                    pendingEnd = true;
+                pendingEnd = i + 1 == numFrames;
+                endReport = pendingEnd ? EndReport::inThisOrNextBlock : EndReport::inThisBlock;
             }
         }
     }

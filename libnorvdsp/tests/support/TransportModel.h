@@ -11,6 +11,16 @@
 
 namespace kel::test {
 
+/** Where a block stands to the end of playback. The contract leaves the
+    end of a segment whose last frame is a block's last to that block or the
+    next. */
+enum class EndReport
+{
+    none,
+    inThisBlock,
+    inThisOrNextBlock
+};
+
 /** One output sample: the file frame it plays, or (frame -1) the frame whose
     time the position holds. */
 struct ExpectedSample
@@ -57,16 +67,17 @@ public:
         file are both readings. */
     bool resumeIsOpen() const;
     /** The last frame was the last sample of the previous block: the end
-        comes with the next block, and a message before it is an open case. */
+        may come with the next block, and a message before it is an open
+        case. */
     bool endIsPending() const { return pendingEnd; }
     bool isPlaying() const { return playing; }
     bool isLooping() const { return loop; }
     std::int64_t segmentStart() const { return start; }
     std::int64_t segmentEnd() const { return end; }
 
-    /** The next block of numFrames samples; endReported tells whether the
-        end of playback is reported in it. */
-    std::vector<ExpectedSample> Block(std::uint32_t numFrames, bool& endReported);
+    /** The next block of numFrames samples, and whether the end of
+        playback is reported in it. */
+    std::vector<ExpectedSample> Block(std::uint32_t numFrames, EndReport& endReport);
 
 private:
     void playSegment(std::int64_t from, std::int64_t to);
