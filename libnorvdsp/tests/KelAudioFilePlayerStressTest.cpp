@@ -2,7 +2,7 @@
 // frame-index rule checked after every block: each playing sample's position
 // is the time of the frame its audio carries, and that frame is the one the
 // transport should be playing; otherwise the output is silent and holds the
-// time the contract gives. Blocks run on the test thread, which is also the
+// time the timing rules give. Blocks run on the test thread, which is also the
 // message thread, so a seed replays exactly.
 #include <gtest/gtest.h>
 
@@ -116,7 +116,7 @@ TEST(PlayerStress, FrameIndexHoldsThroughRandomTransport)
         for (int step = 0; step < steps && failure.empty(); ++step)
         {
             // A message before the block that reports an end is a case the
-            // contract leaves open.
+            // timing rules leave open.
             if (!model.endIsPending() && random() % 4 != 0)
             {
                 const std::string message = SendRandomMessage(random, host, model);

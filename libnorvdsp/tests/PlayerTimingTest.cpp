@@ -69,7 +69,7 @@ std::string BlockTime(std::uint64_t blockStart)
     return text;
 }
 
-/** What to render for a case and what the contract says comes out. */
+/** What to render for a case and what the timing rules say comes out. */
 struct Plan
 {
     std::string messages;  // the --at arguments
@@ -92,7 +92,7 @@ Plan MakePlan(const Case& c, std::mt19937& random)
     if (c.loop == Loop::switched)
     {
         // Switches about a pass apart, the first before the first pass ends;
-        // none where a pass has just ended, which the contract leaves open.
+        // none where a pass has just ended, which the timing rules leave open.
         bool on = false;
         for (int i = 0; i < 8; ++i)
         {
@@ -153,7 +153,7 @@ std::uint32_t Seed()
     return std::random_device{}();
 }
 
-/** Renders the case, holds the output to the contract, and returns the
+/** Renders the case, holds the output to the timing rules, and returns the
     largest position error in frames (negative without the position). */
 double RenderAndCheck(const TempDir& dir, const std::string& input, const Case& c, bool position, std::mt19937& random)
 {

@@ -250,7 +250,8 @@ void AudioFilePlayer::RequestBuffering() noexcept
 
 bool AudioFilePlayer::isReadyFor(std::uint64_t numFrames) const noexcept
 {
-    if (!isPlaying() || ringUsed.load(std::memory_order_acquire) >= numFrames)
+    // Frames owed to an underrun are dropped before any plays.
+    if (!isPlaying() || ringUsed.load(std::memory_order_acquire) >= numFrames + underrunDebt.load())
         return true;
     // The disk has read all that is left of a segment that does not loop:
     // the ring holds the rest of playback.

@@ -175,7 +175,7 @@ public:
         thread; never blocks. */
     void Pause() noexcept { playing.store(false, std::memory_order_release); }
     /** Continues from a pause; from stopped or ended, plays the whole file
-        again. Message thread. */
+        again; while playing, does nothing. Message thread. */
     void Resume();
     /** Pauses when playing, else Resume. Message thread. */
     void Switch();

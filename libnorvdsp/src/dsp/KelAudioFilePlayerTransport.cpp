@@ -295,6 +295,11 @@ void AudioFilePlayer::seekFirstMarker(const std::function<bool(const AudioFilesM
 
 void AudioFilePlayer::Resume()
 {
+    // Nothing to resume while playing: a pass that has just started over
+    // (played 0 at a loop's start, or right after a seek) must not be taken
+    // for a player that has never started.
+    if (isPlaying())
+        return;
     const std::uint64_t soFar = played.load();
     if (soFar == 0 || soFar >= segmentLength.load())
         PlayWhole();

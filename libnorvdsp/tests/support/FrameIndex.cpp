@@ -23,7 +23,7 @@ namespace
 constexpr float exactIndexLimit = 16777216.0f;
 constexpr std::size_t examplesPerKind = 6;
 
-/** The contract's expression for a frame's time, bit for bit. */
+/** The player's expression for a frame's time, bit for bit. */
 double FrameTime(std::uint64_t frame, double rate)
 {
     return double(frame) * 1000.0 / rate;

@@ -92,7 +92,7 @@ struct FrameIndexVerdict
 
 FrameIndexVerdict CheckFrameIndexRun(const FrameIndexRun& run, const FrameIndexExpectation& expected);
 
-/** The contract played out block by block for a segment, with loop mode
+/** The timing rules played out block by block for a segment, with loop mode
     switched at block starts: how many frames play, and whether playback ends.
     The loop flag that counts is the one in force when the segment's last
     frame plays. */
@@ -105,7 +105,7 @@ public:
     /** Plays one block. */
     void step();
     /** Whether the frame before the current block was a segment's last one:
-        switching loop mode there is left open by the contract. */
+        switching loop mode there is left open by the timing rules. */
     bool atPassBoundary() const { return boundary; }
     bool hasEnded() const { return ended; }
     std::uint64_t playedFrames() const { return played; }

@@ -1,8 +1,8 @@
-// What the timing contract says a player plays, sample by sample: which file
+// What the player's timing rules say a player plays, sample by sample: which file
 // frame each output sample carries while playing, which time the position
 // holds while not, and in which block the end of playback is reported. Tests
 // drive it with the same transport messages as the player and compare.
-// Cases the contract leaves open are flagged so a test can avoid them.
+// Cases the timing rules leave open are flagged so a test can avoid them.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +11,7 @@
 
 namespace kel::test {
 
-/** Where a block stands to the end of playback. The contract leaves the
+/** Where a block stands to the end of playback. The timing rules leave the
     end of a segment whose last frame is a block's last to that block or the
     next. */
 enum class EndReport
@@ -27,7 +27,7 @@ struct ExpectedSample
 {
     std::int64_t frame = -1;
     std::int64_t heldFrame = 0;
-    std::int64_t otherHeldFrame = -1;  // also allowed where the contract reads both ways; -1: none
+    std::int64_t otherHeldFrame = -1;  // also allowed where the timing rules read both ways; -1: none
 };
 
 class TransportModel
