@@ -5,6 +5,7 @@
 #include <string>
 
 #include "CliVerbs.h"
+#include "common/KelConsoleText.h"
 #include "common/KelException.h"
 
 namespace cli {
@@ -54,9 +55,10 @@ int ReportFailure(const std::exception& e)
 {
     std::fflush(stdout);
     // The text may hold a zero byte (a packet's offending character), so it
-    // is written by length, not as a C string.
+    // is written by length, not as a C string; cut to one console line as
+    // the host's console would show it.
     const kel::Exception* ours = dynamic_cast<const kel::Exception*>(&e);
-    const std::string text = ours ? ours->getFullText() : std::string(e.what());
+    const std::string text = kel::CappedText(ours ? std::string_view(ours->getFullText()) : std::string_view(e.what()));
     std::fwrite(text.data(), 1, text.size(), stderr);
     std::fputc('\n', stderr);
     return 1;

@@ -21,3 +21,6 @@ foreach(fixture "tone2;48000;2;sine 440 0 25 sine 660 0 25"
 endforeach()
 # A file that is no sound file.
 file(WRITE "${OUT}/notasound.wav" "this is text, not RIFF")
+# A preset whose one message carries a 3 MB string, which its error quotes.
+string(REPEAT "x" 3000000 long_text)
+file(WRITE "${OUT}/long-argument.txt" "/nope \"${long_text}\"\n")

@@ -247,7 +247,7 @@ struct MspObject
         }
         catch (...)
         {
-            object_error(asObject(), "%s", ("error occurred when processing " + kel::Quoted(message.toString())).c_str());
+            ConsoleError(asObject(), kel::Quoted(message.toString()), "error occurred when processing ");
             return true;
         }
     }

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "MaxWrapperClassMsp.h"
+#include "MaxWrapperPost.h"
 #include "MaxWrapperReference.h"
 #include "MaxWrapperSystemReport.h"
 #include "MaxWrapperTypes.h"
@@ -51,7 +52,7 @@ void generic_fullpacket_method(MspObject<P>* x, t_symbol* s, long argc, t_atom* 
     if (atoms.size() != 2 || !atoms[0].isLong() || !atoms[1].isLong() || atoms[0].GetLong() <= 0
         || atoms[1].GetLong() == 0)
     {
-        object_error(x->asObject(), "%s", ("invalid message: " + MaxMessageText(s, atoms)).c_str());
+        ConsoleError(x->asObject(), MaxMessageText(s, atoms), "invalid message: ");
         return;
     }
     try
@@ -79,7 +80,7 @@ void dump(MspObject<P>* x, const AtomArrayRef& arguments)
     }
     if (!arguments.allSymbols())
     {
-        object_error(x->asObject(), "%s", ("invalid message: /dump " + arguments.toString()).c_str());
+        ConsoleError(x->asObject(), arguments.toString(), "invalid message: /dump ");
         return;
     }
     kel::Vector<kel::String> prefixes;
@@ -148,7 +149,7 @@ void deferred_preset_export(MspObject<P>* x, t_symbol* /*s*/, short argc, t_atom
         const AtomArrayRef arguments(argc, argv);
         if (arguments.size() > 2 || !arguments.allSymbols())
         {
-            object_error(x->asObject(), "%s", ("invalid message: /preset/export " + arguments.toString()).c_str());
+            ConsoleError(x->asObject(), arguments.toString(), "invalid message: /preset/export ");
             return;
         }
         kel::OscMessage message("/preset/export");
@@ -172,7 +173,7 @@ void deferred_preset_load(MspObject<P>* x, t_symbol* /*s*/, short argc, t_atom* 
         const AtomArrayRef arguments(argc, argv);
         if (arguments.size() > 1 || !arguments.allSymbols())
         {
-            object_error(x->asObject(), "%s", ("invalid message: /preset/load " + arguments.toString()).c_str());
+            ConsoleError(x->asObject(), arguments.toString(), "invalid message: /preset/load ");
             return;
         }
         kel::OscMessage message("/preset/load");
@@ -185,7 +186,7 @@ void deferred_preset_load(MspObject<P>* x, t_symbol* /*s*/, short argc, t_atom* 
             }
             catch (const kel::Exception& notFound)
             {
-                object_error(x->asObject(), "%s", notFound.getMessage().c_str());
+                ConsoleError(x->asObject(), notFound.getMessage());
                 return;
             }
             message.AddString(file.getFullPathName());

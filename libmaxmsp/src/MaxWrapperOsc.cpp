@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <limits>
 
+#include "MaxWrapperPost.h"
 #include "common/KelException.h"
 #include "containers/KelMemoryBlock.h"
 
@@ -89,10 +90,8 @@ kel::OscMessage CreateOscMessage(t_object* x, t_symbol* selector, long argc, con
                                  + kel::Quoted(MaxMessageText(selector, atoms)),
                              KEL_HERE);
     if (address.size() > 1 && address.ends_with('/'))
-        object_warn(x, "%s",
-                    ("unexpected '/' at the end of the OSC address for message "
-                     + kel::Quoted(MaxMessageText(selector, atoms)) + ". This should be avoided")
-                        .c_str());
+        ConsoleWarn(x, "unexpected '/' at the end of the OSC address for message "
+                           + kel::Quoted(MaxMessageText(selector, atoms)) + ". This should be avoided");
     kel::OscMessage message(address);
     AddAtoms(x, message, atoms);
     return message;

@@ -1,17 +1,67 @@
 #include "MaxWrapperPost.h"
 
+#include <array>
+#include <cstring>
 #include <exception>
 #include <new>
 
+#include "common/KelConsoleText.h"
 #include "common/KelException.h"
 
 namespace maxmsp {
+
+namespace {
+
+using Poster = void (*)(t_object*, const char*, ...);
+
+void PostCapped(Poster poster, t_object* x, std::string_view prefix, std::string_view text) noexcept
+{
+    // The most bytes a cut line takes: four per character, then the mark.
+    std::array<char, kel::consoleLineCharacters * 4 + kel::cutMark.size() + 1> line;
+    const std::size_t prefixBytes = kel::BytesOfCharacters(prefix, kel::consoleLineCharacters);
+    const std::size_t room = kel::consoleLineCharacters - kel::CountCharacters(prefix.substr(0, prefixBytes));
+    const std::size_t textBytes = kel::BytesOfCharacters(text, room);
+    std::size_t size = 0;
+    std::memcpy(line.data(), prefix.data(), prefixBytes);
+    size += prefixBytes;
+    std::memcpy(line.data() + size, text.data(), textBytes);
+    size += textBytes;
+    if (prefixBytes < prefix.size() || textBytes < text.size())
+    {
+        std::memcpy(line.data() + size, kel::cutMark.data(), kel::cutMark.size());
+        size += kel::cutMark.size();
+    }
+    line[size] = '\0';
+    poster(x, "%s", line.data());
+}
+
+} // namespace
+
+void ConsolePost(t_object* x, std::string_view text, std::string_view prefix) noexcept
+{
+    PostCapped(&object_post, x, prefix, text);
+}
+
+void ConsoleWarn(t_object* x, std::string_view text, std::string_view prefix) noexcept
+{
+    PostCapped(&object_warn, x, prefix, text);
+}
+
+void ConsoleError(t_object* x, std::string_view text, std::string_view prefix) noexcept
+{
+    PostCapped(&object_error, x, prefix, text);
+}
+
+void ConsoleBug(t_object* x, std::string_view text, std::string_view prefix) noexcept
+{
+    PostCapped(&object_bug, x, prefix, text);
+}
 
 void PostLines(t_object* x, const kel::Vector<kel::String>& lines)
 {
     for (const kel::String& line : lines)
         if (!line.empty())
-            object_post(x, "%s", line.c_str());
+            ConsolePost(x, line);
 }
 
 void PostCurrentException(t_object* x) noexcept
@@ -22,19 +72,19 @@ void PostCurrentException(t_object* x) noexcept
     }
     catch (const kel::exceptions::ExceptionalWarning& warning)
     {
-        object_warn(x, "%s", warning.what());
+        ConsoleWarn(x, warning.what());
     }
     catch (const kel::Exception& failure)
     {
-        object_error(x, "%s", failure.what());
+        ConsoleError(x, failure.what());
     }
     catch (const std::bad_alloc& failure)
     {
-        object_error(x, "out of memory : %s", failure.what());
+        ConsoleError(x, failure.what(), "out of memory : ");
     }
     catch (const std::exception& failure)
     {
-        object_error(x, "exception : %s", failure.what());
+        ConsoleError(x, failure.what(), "exception : ");
     }
     catch (...)
     {
@@ -50,11 +100,11 @@ void PostCurrentExceptionAsBug(t_object* x) noexcept
     }
     catch (const std::bad_alloc& failure)
     {
-        object_bug(x, "out of memory : %s", failure.what());
+        ConsoleBug(x, failure.what(), "out of memory : ");
     }
     catch (const std::exception& failure)
     {
-        object_bug(x, "exception : %s", failure.what());
+        ConsoleBug(x, failure.what(), "exception : ");
     }
     catch (...)
     {

@@ -55,7 +55,7 @@ void WriteReference(t_object* x, const kel::ReferencePage& page, const kel::Host
     const kel::File tex = kel::WriteReferenceFiles(page, xml);
     const kel::String text = "reference of " + page.name + " written to " + kel::Quoted(xml.getFullPathName()) +
                              " and " + kel::Quoted(tex.getFullPathName());
-    object_post(x, "%s", text.c_str());
+    ConsolePost(x, text);
 }
 
 } // namespace maxmsp

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "MaxWrapperOsc.h"
+#include "MaxWrapperPost.h"
 #include "MaxWrapperTypes.h"
 #include "common/KelThread.h"
 #include "osc/KelOscInputStream.h"
@@ -218,9 +219,16 @@ void ReportQueue::PushMessage(const kel::OscMessage& message) noexcept
 
 void ReportQueue::PushPost(std::string_view text, kel::HostNotifier::Level level) noexcept
 {
-    // On the audio thread a long text is cut to the slot rather than lost.
+    // On the audio thread a long text is cut to the slot rather than lost,
+    // at the start of a UTF-8 sequence, never inside one.
     const bool inPerform = isInPerform();
-    const std::size_t size = inPerform ? std::min(text.size(), slotBytes) : text.size();
+    std::size_t size = text.size();
+    if (inPerform && size > slotBytes)
+    {
+        size = slotBytes;
+        while (size > 0 && (std::uint8_t(text[size]) & 0xC0) == 0x80)
+            --size;
+    }
     push(Header{.kind = Kind::post, .level = level}, reinterpret_cast<const std::uint8_t*>(text.data()), size,
          inPerform);
 }
@@ -253,13 +261,13 @@ void ReportQueue::send(const Report& report) const
             switch (report.level)
             {
                 case kel::HostNotifier::Level::error:
-                    object_error(owner, "%s", line.c_str());
+                    ConsoleError(owner, line);
                     break;
                 case kel::HostNotifier::Level::warning:
-                    object_warn(owner, "%s", line.c_str());
+                    ConsoleWarn(owner, line);
                     break;
                 case kel::HostNotifier::Level::information:
-                    object_post(owner, "%s", line.c_str());
+                    ConsolePost(owner, line);
                     break;
             }
             break;
@@ -281,7 +289,7 @@ void ReportQueue::Deliver() noexcept
         }
         catch (const std::exception& failure)
         {
-            object_error(owner, "%s", failure.what());
+            ConsoleError(owner, failure.what());
         }
         catch (...)
         {

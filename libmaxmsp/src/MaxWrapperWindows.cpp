@@ -2,6 +2,8 @@
 
 #include <string_view>
 
+#include "MaxWrapperPost.h"
+
 namespace maxmsp {
 
 MspWindows::MspWindows(t_object* ownerObject, kel::OscInterface& processorToShow, kel::String descriptionText)
@@ -11,7 +13,7 @@ MspWindows::MspWindows(t_object* ownerObject, kel::OscInterface& processorToShow
 
 void MspWindows::ShowHelp()
 {
-    object_post(owner, "%s", ("help of " + processor->getName() + " : " + description).c_str());
+    ConsolePost(owner, "help of " + processor->getName() + " : " + description);
     processor->ProcessMessage(kel::OscMessage("/post/doc"));
 }
 

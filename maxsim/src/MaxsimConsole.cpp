@@ -7,6 +7,7 @@
 
 #include "MaxsimApi.h"
 #include "MaxsimObjects.h"
+#include "MaxsimThreads.h"
 
 namespace maxsim
 {
@@ -47,6 +48,29 @@ void Emit(const char* kind, const void* object, const std::string& text)
     EmitLine(std::string(kind) + " " + BoxLabel(object) + " " + text);
 }
 
+namespace
+{
+
+std::size_t CountCharacters(const std::string& text)
+{
+    std::size_t count = 0;
+    for (const char c : text)
+        count += (static_cast<unsigned char>(c) & 0xC0) != 0x80 ? 1 : 0;
+    return count;
+}
+
+void EmitPost(const char* kind, t_object* x, const std::string& text)
+{
+    // Shown whole, as the object posted it; what Max would cut is a fault.
+    Emit(kind, x, text);
+    const std::size_t characters = CountCharacters(text);
+    if (characters > kMaxPostCharacters)
+        Violation(Subject(x), "posted " + std::to_string(characters) + " characters in one line, more than Max shows (" +
+                                  std::to_string(kMaxPostCharacters) + ")");
+}
+
+}  // namespace
+
 }  // namespace maxsim
 
 #define MAXSIM_POSTER(name, kind)                                                                                   \
@@ -56,7 +80,7 @@ void Emit(const char* kind, const void* object, const std::string& text)
         va_start(args, fmt);                                                                                        \
         std::string text = fmt ? maxsim::format(fmt, args) : std::string();                                        \
         va_end(args);                                                                                               \
-        maxsim::Emit(kind, x, text);                                                                                \
+        maxsim::EmitPost(kind, x, text);                                                                            \
     }
 
 extern "C" {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "common/KelConsoleText.h"
 #include "osc/KelOscMessage.h"
 
 namespace kel {
@@ -27,9 +28,15 @@ void HostNotifier::RemoveHostListener(Listener* listener)
 
 void HostNotifier::report(const String& text, Level level) const
 {
+    // Cut once here for every listener, before the lock: the line a console
+    // composes from it (prefix + text) is then at most one line long, and a
+    // huge text is never copied into a host's queue.
+    const std::size_t room = consoleLineCharacters - ConsolePrefix(text, level).size();
+    const String capped = text.size() > room ? CappedText(text, room) : String();
+    const String& fitting = capped.empty() ? text : capped;
     const std::lock_guard lock(listenersLock);
     for (std::size_t i = 0; i < listeners.size(); ++i)
-        listeners[i]->Report(text, level);
+        listeners[i]->Report(fitting, level);
 }
 
 void HostNotifier::ReportError(const String& text) const
@@ -111,21 +118,29 @@ String HostNotifier::WhenProcessing(const OscMessage& message, std::string_view 
     return text;
 }
 
-String HostNotifier::ComposeConsoleText(const String& text, Level level)
+std::string_view HostNotifier::ConsolePrefix(std::string_view text, Level level) noexcept
 {
     const bool aboutAMessage = text.starts_with(whenProcessing);
     switch (level)
     {
         case Level::warning:
-            return (aboutAMessage ? "warning occurred " : "warning occurred: ") + text;
+            return aboutAMessage ? "warning occurred " : "warning occurred: ";
         case Level::error:
             if (text.starts_with("unknown error occurred"))
-                return text;
-            return (aboutAMessage ? "error occurred " : "error occurred: ") + text;
+                return {};
+            return aboutAMessage ? "error occurred " : "error occurred: ";
         case Level::information:
             break;
     }
-    return text;
+    return {};
+}
+
+String HostNotifier::ComposeConsoleText(const String& text, Level level)
+{
+    const std::string_view prefix = ConsolePrefix(text, level);
+    String line(prefix);
+    line += CappedText(text, consoleLineCharacters - prefix.size());
+    return line;
 }
 
 } // namespace kel

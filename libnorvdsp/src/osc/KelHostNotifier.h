@@ -6,7 +6,9 @@
 //
 // Texts about a failed message read "when processing " + the quoted message
 // + ". Reason: " + the reason; ComposeConsoleText gives the line a console
-// shows for a text at a level.
+// shows for a text at a level. No console line is longer than
+// consoleLineCharacters (KelConsoleText.h) + "...": every report is cut
+// here, once, so that the line a listener composes from it fits.
 //
 // Threads: listeners are added and removed on the main thread. Reports may
 // come from any thread (a buffering thread reports read errors); they take
@@ -123,8 +125,11 @@ public:
           error,   text begins "when processing ": "error occurred " + text
           error,   text begins "unknown error occurred": text as it is
           error,   any other text:               "error occurred: " + text
-          information:                           text as it is */
+          information:                           text as it is
+        cut to consoleLineCharacters characters + "..." when longer. */
     static String ComposeConsoleText(const String& text, Level level);
+    /** What ComposeConsoleText puts before text (ASCII). */
+    static std::string_view ConsolePrefix(std::string_view text, Level level) noexcept;
 
 private:
     void report(const String& text, Level level) const;

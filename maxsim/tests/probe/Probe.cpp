@@ -334,6 +334,16 @@ void probeInfo(Probe* x)
     out(x, "info", 4, a);
 }
 
+// A post of n characters (two-byte ones from 2000 on): Max cuts what is
+// longer than its window shows.
+void probeLongPost(Probe* x, long n)
+{
+    std::string text;
+    for (long i = 0; i < n; ++i)
+        text += i < 2000 ? "x" : "\xC3\xA9";
+    object_post(&x->ob.z_ob, "%s", text.c_str());
+}
+
 // Text through atom_setparse and back through atom_gettext.
 void probeParse(Probe* x, t_symbol* text)
 {
@@ -540,6 +550,7 @@ extern "C" C74_EXPORT void ext_main(void*)
     class_addmethod(c, asMethod(&probeChoose), "choose", A_DEFSYM, 0);
     class_addmethod(c, asMethod(&probeInfo), "info", 0);
     class_addmethod(c, asMethod(&probeParse), "parse", A_SYM, 0);
+    class_addmethod(c, asMethod(&probeLongPost), "longpost", A_LONG, 0);
     class_addmethod(c, asMethod(&probeSetFromC), "setfromc", A_SYM, A_LONG, 0);
     class_addmethod(c, asMethod(&probeMemory), "memory", 0);
     class_addmethod(c, asMethod(&probeWhere), "where", 0);
