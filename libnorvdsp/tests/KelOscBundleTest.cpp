@@ -178,7 +178,7 @@ TEST(OscBundleFiles, ReaderChosenByExtensionAndContent)
     for (const std::string& missing : {dir.file("none.txt"), dir.file("none.coll"), dir.file("none.osc"),
                                        dir.path().string()})
         EXPECT_EQ(ThrownMessage([&] { OscHelper::CreateFromFile(File(missing)); }),
-                  "Could not open file \"" + missing + "\". Unsupported format?");
+                  "error in preset file \"" + missing + "\": Could not open file. Unsupported format?");
 
     // SaveToFile picks the writer the same way.
     for (const std::string name : {"s.osc", "s.coll", "s.txt"})

@@ -65,13 +65,17 @@ TEST(OscCli, PrintsConvertsAndReportsErrors)
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.out, "/t 1\n");
     EXPECT_EQ(run.err.rfind("Exception occurred in [libnorvdsp/src/osc/KelOscInputStream:", 0), 0u) << run.err;
-    EXPECT_NE(run.err.find("] OSC input stream exhausted while reading bundle element content\n"), std::string::npos)
+    EXPECT_NE(run.err.find("] error in preset file \"" + dir.file("bad.osc") +
+                           "\", byte offset 20: OSC input stream exhausted while reading bundle element content: "
+                           "\"/x\\x00\\x00\"\n"),
+              std::string::npos)
         << run.err;
 
     run = RunCli(dir, "osc " + Q(dir.file("missing.osc")));
     EXPECT_EQ(run.status, 1);
     EXPECT_EQ(run.out, "");
-    EXPECT_NE(run.err.find("Could not open file \"" + dir.file("missing.osc") + "\". Unsupported format?"),
+    EXPECT_NE(run.err.find("error in preset file \"" + dir.file("missing.osc") +
+                           "\": Could not open file. Unsupported format?"),
               std::string::npos)
         << run.err;
 

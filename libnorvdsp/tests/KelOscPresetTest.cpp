@@ -146,7 +146,7 @@ TEST(OscPresets, AFailingMessageIsReportedAndTheRestStillLoads)
     std::ofstream(broken) << "/gain 0.5\n/x/[1-3 1\n";
     o.observer.reports.clear();
     EXPECT_EQ(ThrownMessage([&] { o.processor.Send("/preset/load " + Quote(broken)); }),
-              "OSC format error: missing ']'");
+              "error in preset file " + Quote(broken) + ", line 2: OSC format error: missing ']': \"/x/[1-3 1\"");
     EXPECT_EQ(o.processor.gain.load(), 0.25f);
     EXPECT_TRUE(o.observer.reports.empty());
 
@@ -281,13 +281,18 @@ TEST(OscSnapshots, ExportAndImportInEveryFormat)
         std::string content;
         std::string error;
     };
+    const std::string in = "error in snapshot file " + Quote(dir.file("bad.txt"));
     const Case cases[] = {
-        {"/snapshot/begin \"a\"\n/gain 1\n", "missing /snapshot/end at the end of the file"},
-        {"/snapshot/begin \"a\"\n/snapshot/begin \"b\"\n", "missing /snapshot/end before \"/snapshot/begin \"b\"\""},
-        {"/gain 1\n/snapshot/end\n", "unexpected /snapshot/end"},
-        {"/snapshot/begin 3\n/snapshot/end\n", "invalid snapshot section header \"/snapshot/begin 3\""},
-        {"/snapshot/begin\n/snapshot/end\n/gain 2\n", "unexpected message outside a snapshot : \"/gain 2\""},
-        {"# nothing\n", "there is no snapshot in file \"" + dir.file("bad.txt") + "\""},
+        {"/snapshot/begin \"a\"\n/gain 1\n",
+         in + ", line 1: missing /snapshot/end at the end of the file: \"/snapshot/begin \\\"a\\\"\""},
+        {"/snapshot/begin \"a\"\n/snapshot/begin \"b\"\n",
+         in + ", line 2: missing /snapshot/end before \"/snapshot/begin \"b\"\": \"/snapshot/begin \\\"b\\\"\""},
+        {"/gain 1\n/snapshot/end\n", in + ", line 2: unexpected /snapshot/end: \"/snapshot/end\""},
+        {"/snapshot/begin 3\n/snapshot/end\n",
+         in + ", line 1: invalid snapshot section header \"/snapshot/begin 3\": \"/snapshot/begin 3\""},
+        {"/snapshot/begin\n/snapshot/end\n/gain 2\n",
+         in + ", line 3: unexpected message outside a snapshot : \"/gain 2\": \"/gain 2\""},
+        {"# nothing\n", in + ": there is no snapshot"},
     };
     for (const auto& c : cases)
     {

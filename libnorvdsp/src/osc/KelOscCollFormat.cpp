@@ -46,27 +46,35 @@ String FormatCollEntry(std::size_t index, const OscMessage& message)
     return line;
 }
 
-Vector<String> ParseCollEntries(std::string_view fileText)
+Vector<CollEntry> ParseCollEntriesWithPlaces(std::string_view fileText)
 {
-    Vector<String> entries;
+    Vector<CollEntry> entries;
     String index, data;
     bool inIndex = true, inQuotes = false, tokenStart = true;
+    std::size_t begin = 0;
+    bool begun = false;
 
-    const auto finishEntry = [&]
+    const auto finishEntry = [&](std::size_t end)
     {
         const std::string_view trimmed = Trimmed(data);
         if (!inIndex && !trimmed.empty())
-            entries.PushBack(String(trimmed));
+            entries.PushBack(CollEntry{String(trimmed), begin, end});
         index.clear();
         data.clear();
         inIndex = true;
         inQuotes = false;
         tokenStart = true;
+        begun = false;
     };
 
     for (std::size_t i = 0; i < fileText.size(); ++i)
     {
         const char c = fileText[i];
+        if (!begun && !IsBlank(c))
+        {
+            begin = i;
+            begun = true;
+        }
         String& target = inIndex ? index : data;
         if (inQuotes)
         {
@@ -82,7 +90,7 @@ Vector<String> ParseCollEntries(std::string_view fileText)
         }
         if (c == ';')
         {
-            finishEntry();
+            finishEntry(i + 1);
             continue;
         }
         if (c == ',' && inIndex)
@@ -96,8 +104,16 @@ Vector<String> ParseCollEntries(std::string_view fileText)
         target += c;
         tokenStart = IsBlank(c);
     }
-    finishEntry(); // a last entry without its ";"
+    finishEntry(fileText.size()); // a last entry without its ";"
     return entries;
+}
+
+Vector<String> ParseCollEntries(std::string_view fileText)
+{
+    Vector<String> data;
+    for (CollEntry& entry : ParseCollEntriesWithPlaces(fileText))
+        data.PushBack(std::move(entry.data));
+    return data;
 }
 
 } // namespace kel::detail

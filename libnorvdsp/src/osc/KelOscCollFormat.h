@@ -22,9 +22,22 @@ namespace kel::detail {
 /** One line of a coll file, with its line feed. */
 String FormatCollEntry(std::size_t index, const OscMessage& message);
 
-/** The data of every entry of a coll file's text (index and separators
-    removed, escapes resolved), in order; entries without data are left out.
-    The result is what OscMessage::CreateFromText reads. */
+/** One entry of a coll file's text: its data (index and separators
+    removed, escapes resolved: what OscMessage::CreateFromText reads), and
+    where the entry stands in the text, from its first non-blank byte to
+    just past its ";" (or the end of the text). */
+struct CollEntry
+{
+    String data;
+    std::size_t begin = 0;
+    std::size_t end = 0;
+};
+
+/** Every entry of a coll file's text that has data, in order. */
+Vector<CollEntry> ParseCollEntriesWithPlaces(std::string_view fileText);
+
+/** The data of every entry of a coll file's text, in order; entries
+    without data are left out. */
 Vector<String> ParseCollEntries(std::string_view fileText);
 
 } // namespace kel::detail

@@ -1,31 +1,10 @@
 #include "osc/KelOscHelper.h"
 
 #include "common/KelException.h"
-#include "osc/KelOscCollFormat.h"
-#include "osc/KelOscInputStream.h"
 
 namespace kel {
 
 namespace {
-
-String LoadOrRefuse(const File& file)
-{
-    if (!file.existsAsFile())
-        throw exceptions::UnsupportedFile(file, KEL_HERE);
-    try
-    {
-        return file.loadFileAsString();
-    }
-    catch (const exceptions::NoSuchFile&)
-    {
-        throw exceptions::UnsupportedFile(file, KEL_HERE);
-    }
-}
-
-bool IsBlank(char c)
-{
-    return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '\v' || c == '\f';
-}
 
 bool IsBinaryExtension(const File& file)
 {
@@ -41,65 +20,41 @@ bool OscHelper::looksBinary(std::string_view content) noexcept
 
 OscBundle OscHelper::CreateFromTextLines(std::string_view text)
 {
-    if (text.starts_with("\xEF\xBB\xBF"))
-        text.remove_prefix(3);
-    OscBundle bundle;
-    while (!text.empty())
-    {
-        const std::size_t end = text.find('\n');
-        std::string_view line = text.substr(0, end);
-        text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
-
-        while (!line.empty() && IsBlank(line.front()))
-            line.remove_prefix(1);
-        while (!line.empty() && IsBlank(line.back()))
-            line.remove_suffix(1);
-        if (line.empty() || line.front() == '#')
-            continue;
-        if (line.back() == ',' || line.back() == ';')
-            line.remove_suffix(1);
-        if (!line.empty())
-            bundle.AddMessage(OscMessage::CreateFromText(line));
-    }
-    return bundle;
+    return detail::DecodeTextLines(text, nullptr);
 }
 
 OscBundle OscHelper::CreateFromCollText(std::string_view text)
 {
-    OscBundle bundle;
-    for (const String& entry : detail::ParseCollEntries(text))
-        bundle.AddMessage(OscMessage::CreateFromText(entry));
-    return bundle;
+    return detail::DecodeCollText(text, nullptr);
 }
 
-OscBundle OscHelper::CreateFromTextFile(const File& file)
+OscBundle OscHelper::CreateFromTextFile(const File& file, OscFileRole role)
 {
-    return CreateFromTextLines(LoadOrRefuse(file));
+    return std::move(OscFileContent::Read(file, OscFileContent::Reading::text, role).getBundle());
 }
 
-OscBundle OscHelper::CreateFromCollFile(const File& file)
+OscBundle OscHelper::CreateFromCollFile(const File& file, OscFileRole role)
 {
-    return CreateFromCollText(LoadOrRefuse(file));
+    return std::move(OscFileContent::Read(file, OscFileContent::Reading::coll, role).getBundle());
 }
 
-OscBundle OscHelper::CreateFromBinaryFile(const File& file)
+OscBundle OscHelper::CreateFromBinaryFile(const File& file, OscFileRole role)
 {
-    const String content = LoadOrRefuse(file);
-    OscInputStream stream(content.data(), content.size());
-    return stream.ReadPacketAsBundle();
+    return std::move(OscFileContent::Read(file, OscFileContent::Reading::binary, role).getBundle());
 }
 
-OscBundle OscHelper::CreateFromFile(const File& file)
+OscFileContent::Reading OscHelper::ReadingFor(const File& file) noexcept
 {
     if (file.hasFileExtension("coll"))
-        return CreateFromCollFile(file);
-    const String content = LoadOrRefuse(file);
-    if (IsBinaryExtension(file) && looksBinary(content))
-    {
-        OscInputStream stream(content.data(), content.size());
-        return stream.ReadPacketAsBundle();
-    }
-    return CreateFromTextLines(content);
+        return OscFileContent::Reading::coll;
+    if (IsBinaryExtension(file))
+        return OscFileContent::Reading::byContent;
+    return OscFileContent::Reading::text;
+}
+
+OscBundle OscHelper::CreateFromFile(const File& file, OscFileRole role)
+{
+    return std::move(OscFileContent::Read(file, ReadingFor(file), role).getBundle());
 }
 
 bool OscHelper::SaveToFile(const OscBundle& bundle, const File& file, Overwrite overwrite,

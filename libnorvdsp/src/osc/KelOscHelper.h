@@ -8,25 +8,32 @@
 // And writing a bundle in the format its file's extension names.
 //
 // Blocks on the file system: call from the main thread (or a worker that
-// owns the file). A file that cannot be opened throws
-// kel::exceptions::UnsupportedFile; decoding errors throw kel::Exception.
+// owns the file). Every failure to open or decode a file throws
+// kel::OscFileError (KelOscFileError.h: the file, the line or byte offset,
+// the offending text); decoding text in memory throws a kel::Exception that
+// names the failure only.
 #pragma once
 
 #include <string_view>
 
 #include "files/KelFile.h"
 #include "osc/KelOscBundle.h"
+#include "osc/KelOscFileContent.h"
+#include "osc/KelOscFileError.h"
 
 namespace kel {
 
 class OscHelper
 {
 public:
-    static OscBundle CreateFromTextFile(const File& file);
-    static OscBundle CreateFromCollFile(const File& file);
-    static OscBundle CreateFromBinaryFile(const File& file);
+    /** role: what the errors call the file. */
+    static OscBundle CreateFromTextFile(const File& file, OscFileRole role = OscFileRole::preset);
+    static OscBundle CreateFromCollFile(const File& file, OscFileRole role = OscFileRole::preset);
+    static OscBundle CreateFromBinaryFile(const File& file, OscFileRole role = OscFileRole::preset);
     /** Chooses the reader by the file's extension and content (above). */
-    static OscBundle CreateFromFile(const File& file);
+    static OscBundle CreateFromFile(const File& file, OscFileRole role = OscFileRole::preset);
+    /** How CreateFromFile reads a file, by its extension. */
+    static OscFileContent::Reading ReadingFor(const File& file) noexcept;
 
     /** The text-file reader on text already in memory. */
     static OscBundle CreateFromTextLines(std::string_view text);

@@ -39,6 +39,16 @@ UInt OscInputStream::readBigEndian() noexcept
     return value;
 }
 
+void OscInputStream::noteFailure(std::size_t offset) noexcept
+{
+    // The innermost read notes first, as the exception leaves it.
+    if (!failureNoted)
+    {
+        failureOffset = offset;
+        failureNoted = true;
+    }
+}
+
 std::int32_t OscInputStream::ReadInt32()
 {
     if (getNumBytesRemaining() < 4)
@@ -170,6 +180,8 @@ OscArgument OscInputStream::ReadArgument(char tag)
 OscMessage OscInputStream::ReadMessage(std::size_t messageSize)
 {
     const std::size_t start = position;
+    if (messageOffsets != nullptr)
+        messageOffsets->PushBack(start);
     OscMessage message{OscAddressPattern(readStringView())};
     const std::string_view tags = readTypeTags();
     message.ReserveArguments(tags.size());
@@ -200,16 +212,40 @@ OscBundle OscInputStream::ReadBundle(std::size_t bundleSize)
 
 OscBundle::Element OscInputStream::ReadElement()
 {
-    if (getNumBytesRemaining() < 4)
-        throw Exception("OSC input stream exhausted while reading bundle element size", KEL_HERE);
-    const std::int32_t elementSize = ReadInt32();
-    if (elementSize >= 0 && elementSize < 4)
-        throw Exception("OSC input stream format error: invalid bundle element size", KEL_HERE);
+    const std::size_t start = position;
+    std::int32_t elementSize = 0;
+    try
+    {
+        if (getNumBytesRemaining() < 4)
+            throw Exception("OSC input stream exhausted while reading bundle element size", KEL_HERE);
+        elementSize = ReadInt32();
+        if (elementSize >= 0 && elementSize < 4)
+            throw Exception("OSC input stream format error: invalid bundle element size", KEL_HERE);
+    }
+    catch (...)
+    {
+        noteFailure(start);
+        throw;
+    }
     // A negative size reads as a huge one, which no stream holds.
     return ReadElementWithKnownSize(std::size_t(std::uint32_t(elementSize)));
 }
 
 OscBundle::Element OscInputStream::ReadElementWithKnownSize(std::size_t elementSize)
+{
+    const std::size_t start = position;
+    try
+    {
+        return readElementContent(elementSize);
+    }
+    catch (...)
+    {
+        noteFailure(start);
+        throw;
+    }
+}
+
+OscBundle::Element OscInputStream::readElementContent(std::size_t elementSize)
 {
     if (getNumBytesRemaining() < elementSize)
         throw Exception("OSC input stream exhausted while reading bundle element content", KEL_HERE);
@@ -245,6 +281,7 @@ OscBundle::Element OscInputStream::ReadElementWithKnownSize(std::size_t elementS
 
 OscBundle::Element OscInputStream::ReadPacket()
 {
+    failureNoted = false;
     return ReadElementWithKnownSize(getNumBytesRemaining());
 }
 

@@ -6,6 +6,11 @@
 // partially read is returned. Bundles nested deeper than maxBundleDepth are
 // refused, so that a hostile packet cannot exhaust the stack.
 //
+// After a failure, getFailureOffset tells where: the first byte of the
+// innermost message or bundle being read (or of the element size being
+// read), so that an error can point into a file. RecordMessageOffsets keeps
+// where each message read begins.
+//
 // Does not own the bytes: they must outlive the stream. Not thread-safe;
 // never blocks; allocates for what it returns.
 #pragma once
@@ -16,6 +21,7 @@
 
 #include "common/KelString.h"
 #include "containers/KelMemoryBlock.h"
+#include "containers/KelVector.h"
 #include "osc/KelOscBundle.h"
 #include "osc/KelOscMessage.h"
 
@@ -33,6 +39,12 @@ public:
     std::size_t getTotalSize() const noexcept { return size; }
     std::size_t getNumBytesRemaining() const noexcept { return size - position; }
     bool isExhausted() const noexcept { return position >= size; }
+
+    /** Where the read that threw last stood (see above); 0 before any. */
+    std::size_t getFailureOffset() const noexcept { return failureOffset; }
+    /** From now on, appends the offset of each message read to offsets
+        (in reading order: depth first); nullptr stops. */
+    void RecordMessageOffsets(Vector<std::size_t>* offsets) noexcept { messageOffsets = offsets; }
 
     std::int32_t ReadInt32();
     std::int64_t ReadInt64();
@@ -67,15 +79,21 @@ public:
 private:
     std::string_view readStringView();
     std::string_view readTypeTags();
+    OscBundle::Element readElementContent(std::size_t size);
     /** The next 4 or 8 bytes as a big-endian number; the caller has checked
         that they are there. */
     template <typename UInt>
     UInt readBigEndian() noexcept;
+    /** Keeps offset as the failure's place unless a deeper read kept its own. */
+    void noteFailure(std::size_t offset) noexcept;
 
     const std::uint8_t* data;
     std::size_t size;
     std::size_t position = 0;
     int bundleDepth = 0;
+    std::size_t failureOffset = 0;
+    bool failureNoted = false;
+    Vector<std::size_t>* messageOffsets = nullptr;
 };
 
 } // namespace kel

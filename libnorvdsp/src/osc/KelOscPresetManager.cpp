@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "common/KelException.h"
-#include "osc/KelOscHelper.h"
 
 namespace kel {
 
@@ -47,19 +46,19 @@ OscPresetManager::Format OscPresetManager::formatFromExtension(const File& file)
     throw Exception("unexpected file extension for file " + Quoted(file.getFileName()), KEL_HERE);
 }
 
-OscBundle OscPresetManager::ReadFile(const File& file)
+OscFileContent OscPresetManager::ReadContent(const File& file, OscFileRole role)
 {
     switch (formatFromExtension(file))
     {
         case Format::coll:
-            return OscHelper::CreateFromCollFile(file);
+            return OscFileContent::Read(file, OscFileContent::Reading::coll, role);
         case Format::binary:
             // A hand-written ".osc" file in the text form is read as text.
-            return OscHelper::CreateFromFile(file);
+            return OscFileContent::Read(file, OscFileContent::Reading::byContent, role);
         case Format::text:
             break;
     }
-    return OscHelper::CreateFromTextFile(file);
+    return OscFileContent::Read(file, OscFileContent::Reading::text, role);
 }
 
 File OscPresetManager::WriteFile(const OscBundle& content, const File& file, std::string_view description)
@@ -93,9 +92,17 @@ bool OscPresetManager::LoadPreset(const File& file, const MessageFlag& flag)
     if (loading)
         throw Exception("cannot load preset " + Quoted(file.getFullPathName()) + " while another preset is loading",
                         KEL_HERE);
-    const OscBundle content = ReadFile(file);
+    const OscFileContent content = ReadContent(file, OscFileRole::preset);
     OscBundle state;
-    const Vector<OscSnapshotManager::OneSnapshot> snapshots = OscSnapshotManager::ParseSections(content, &state);
+    Vector<OscSnapshotManager::OneSnapshot> snapshots;
+    try
+    {
+        snapshots = OscSnapshotManager::ParseSections(content.getBundle(), &state);
+    }
+    catch (const OscSnapshotManager::SectionError& failure)
+    {
+        throw content.ErrorAt(failure.getMessageIndex(), failure.getMessage(), failure.getLocation());
+    }
 
     struct Guard
     {

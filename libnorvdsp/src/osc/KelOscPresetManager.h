@@ -12,7 +12,8 @@
 // with an empty list, leaves the list alone when loaded.
 //
 // Loading reads and checks the whole file first: a file that cannot be read
-// or parsed throws and nothing reaches the object. Then the listeners get,
+// or parsed throws and nothing reaches the object. Every error in the file
+// names the file and the place in it (KelOscFileError.h). Then the listeners get,
 // in order: the report "/preset/loading" with the file's full path, every
 // state message (OnPresetMessage, with the caller's flag plus fromPreset),
 // the snapshots if the file has any, and "/preset/loaded" with the path.
@@ -30,6 +31,7 @@
 #include "files/KelFile.h"
 #include "osc/KelMessageFlag.h"
 #include "osc/KelOscBundle.h"
+#include "osc/KelOscFileContent.h"
 #include "osc/KelOscSnapshotManager.h"
 
 namespace kel {
@@ -78,8 +80,10 @@ public:
     bool isLoading() const noexcept { return loading; }
 
     static Format formatFromExtension(const File& file);
-    /** Reads a bundle in the file's format (throws as LoadPreset). */
-    static OscBundle ReadFile(const File& file);
+    /** Reads the file in its format, with where each message stands in it;
+        errors (KelOscFileError.h) call it a preset or a snapshot file by
+        role. Throws as LoadPreset. */
+    static OscFileContent ReadContent(const File& file, OscFileRole role);
     /** Writes a bundle in the file's format, replacing the file; returns the
         file written. Throws kel::exceptions::ErrorWritingFile. */
     static File WriteFile(const OscBundle& content, const File& file, std::string_view description);

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "common/KelException.h"
+#include "osc/KelOscFileContent.h"
 #include "osc/KelOscInterpolation.h"
 #include "osc/KelOscPresetManager.h"
 
@@ -202,40 +203,61 @@ void OscSnapshotManager::ExportOne(std::int64_t index, const File& file, std::st
 
 std::size_t OscSnapshotManager::Import(const File& file)
 {
-    const OscBundle content = OscPresetManager::ReadFile(file);
+    const OscFileContent content = OscPresetManager::ReadContent(file, OscFileRole::snapshot);
     OscBundle outside;
-    Vector<OneSnapshot> imported = ParseSections(content, &outside);
+    std::size_t firstOutside = 0;
+    Vector<OneSnapshot> imported;
+    try
+    {
+        imported = ParseSections(content.getBundle(), &outside, &firstOutside);
+    }
+    catch (const SectionError& failure)
+    {
+        throw content.ErrorAt(failure.getMessageIndex(), failure.getMessage(), failure.getLocation());
+    }
     if (imported.empty())
     {
         if (outside.isEmpty())
-            throw Exception("there is no snapshot in file " + Quoted(file.getFullPathName()), KEL_HERE);
+            throw content.Error("there is no snapshot", KEL_HERE);
         imported.EmplaceBack(file.getFileNameWithoutExtension(), std::move(outside));
     }
     else if (!outside.isEmpty())
     {
-        throw Exception("unexpected message outside a snapshot : " + Quoted(outside[0].getMessage().toString()),
-                        KEL_HERE);
+        throw content.ErrorAt(firstOutside,
+                              "unexpected message outside a snapshot : " +
+                                  Quoted(outside[0].getMessage().toString()),
+                              KEL_HERE);
     }
     return AppendAll(std::move(imported));
 }
 
+OscSnapshotManager::SectionError::SectionError(String text, std::size_t index, SourceLocation where)
+    : Exception(std::move(text), std::move(where)), messageIndex(index)
+{
+}
+
 Vector<OscSnapshotManager::OneSnapshot> OscSnapshotManager::ParseSections(const OscBundle& content,
-                                                                         OscBundle* outside)
+                                                                         OscBundle* outside,
+                                                                         std::size_t* firstOutside)
 {
     Vector<OneSnapshot> sections;
     bool open = false;
     String name;
     OscBundle section;
+    std::size_t index = 0, openedAt = 0;
+    bool anyOutside = false;
     content.ForEachMessage(
         [&](const OscMessage& m)
         {
+            const std::size_t at = index++;
             const OscAddressPattern& address = m.getAddressPattern();
             if (address == getSectionBeginAddress())
             {
                 if (open)
-                    throw Exception("missing /snapshot/end before " + Quoted(m.toString()), KEL_HERE);
+                    throw SectionError("missing /snapshot/end before " + Quoted(m.toString()), at, KEL_HERE);
                 if (m.getNumArguments() > 1 || (m.getNumArguments() == 1 && !m[0].isString()))
-                    throw Exception("invalid snapshot section header " + Quoted(m.toString()), KEL_HERE);
+                    throw SectionError("invalid snapshot section header " + Quoted(m.toString()), at, KEL_HERE);
+                openedAt = at;
                 name = m.getNumArguments() == 1 ? m[0].getString() : String();
                 if (name.empty())
                     name = "snapshot " + ToString(std::uint64_t(sections.size() + 1));
@@ -245,7 +267,7 @@ Vector<OscSnapshotManager::OneSnapshot> OscSnapshotManager::ParseSections(const 
             else if (address == getSectionEndAddress())
             {
                 if (!open)
-                    throw Exception("unexpected /snapshot/end", KEL_HERE);
+                    throw SectionError("unexpected /snapshot/end", at, KEL_HERE);
                 sections.EmplaceBack(std::move(name), std::move(section));
                 section = OscBundle();
                 open = false;
@@ -256,15 +278,18 @@ Vector<OscSnapshotManager::OneSnapshot> OscSnapshotManager::ParseSections(const 
             }
             else if (outside != nullptr)
             {
+                if (!anyOutside && firstOutside != nullptr)
+                    *firstOutside = at;
+                anyOutside = true;
                 outside->AddMessage(m);
             }
             else
             {
-                throw Exception("unexpected message outside a snapshot : " + Quoted(m.toString()), KEL_HERE);
+                throw SectionError("unexpected message outside a snapshot : " + Quoted(m.toString()), at, KEL_HERE);
             }
         });
     if (open)
-        throw Exception("missing /snapshot/end at the end of the file", KEL_HERE);
+        throw SectionError("missing /snapshot/end at the end of the file", openedAt, KEL_HERE);
     return sections;
 }
 

@@ -18,7 +18,8 @@
 // Importing appends the file's snapshots to the list. A file without any
 // section (a preset, or a snapshot exported with export/content) imports
 // as one snapshot named after the file. Reading is all or nothing: a
-// malformed file leaves the list unchanged.
+// malformed file leaves the list unchanged. Every error in a file names the
+// file and the place in it (KelOscFileError.h), as "snapshot file".
 //
 // Main thread only; allocates.
 #pragma once
@@ -26,6 +27,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "common/KelException.h"
 #include "common/KelString.h"
 #include "containers/KelScopedPointer.h"
 #include "containers/KelVector.h"
@@ -117,10 +119,25 @@ public:
     /** Reads file and appends its snapshots; returns how many. */
     std::size_t Import(const File& file);
 
+    /** A malformed section layout, and the message where it shows (its
+        index in the content, depth first): the one that is out of place,
+        or the "/snapshot/begin" of a section left open. */
+    class SectionError : public Exception
+    {
+    public:
+        SectionError(String message, std::size_t messageIndex, SourceLocation where);
+        std::size_t getMessageIndex() const noexcept { return messageIndex; }
+
+    private:
+        std::size_t messageIndex;
+    };
+
     /** Splits flat messages into snapshot sections (file layout above);
-        messages outside every section go to outside when given, and are an
-        error otherwise. Throws for a malformed layout. */
-    static Vector<OneSnapshot> ParseSections(const OscBundle& content, OscBundle* outside);
+        messages outside every section go to outside when given (the index
+        of the first in firstOutside, when given), and are an error
+        otherwise. Throws SectionError for a malformed layout. */
+    static Vector<OneSnapshot> ParseSections(const OscBundle& content, OscBundle* outside,
+                                             std::size_t* firstOutside = nullptr);
     static OscBundle MakeSection(const OneSnapshot& snapshot);
 
     static const OscAddressPattern& getSectionBeginAddress();
