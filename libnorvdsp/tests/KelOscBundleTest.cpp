@@ -108,7 +108,7 @@ TEST(OscBundleFiles, TextExportReadsBack)
     EXPECT_EQ(OscHelper::CreateFromTextFile(File(path)).size(), 0u);
     EXPECT_NE(ReadAll(path).find("# Content: two\n# lines\n"), std::string::npos);
     EXPECT_EQ(ThrownMessage([&] { bundle.SaveAsTextFile(File(dir.file("no/such/dir/p.txt")), Overwrite::replace, ""); }),
-              "Error writing file \"" + dir.file("no/such/dir/p.txt") + "\"");
+              "Error writing file \"" + dir.file("no/such/dir/p.txt") + "\": no such file or directory");
 }
 
 TEST(OscBundleFiles, CollWritesOneEntryPerLineAndReadsBack)

@@ -60,6 +60,8 @@ ErrorWritingFile::ErrorWritingFile(const File& file, SourceLocation where)
     : ErrorWritingFile(file.getFullPathName(), std::move(where)) {}
 ErrorWritingFile::ErrorWritingFile(const String& path, SourceLocation where)
     : Exception("Error writing file " + Quoted(path), std::move(where)) {}
+ErrorWritingFile::ErrorWritingFile(const File& file, std::string_view why, SourceLocation where)
+    : Exception("Error writing file " + Quoted(file.getFullPathName()) + ": " + String(why), std::move(where)) {}
 
 ExceptionalWarning::ExceptionalWarning(String text, SourceLocation where)
     : Exception(std::move(text), std::move(where)) {}

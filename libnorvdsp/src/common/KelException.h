@@ -73,6 +73,8 @@ class ErrorWritingFile : public Exception
 public:
     ErrorWritingFile(const File& file, SourceLocation where = {});
     ErrorWritingFile(const String& path, SourceLocation where = {});
+    /** "Error writing file " + the quoted path + ": " + why. */
+    ErrorWritingFile(const File& file, std::string_view why, SourceLocation where);
 };
 
 /** A warning carried as an exception: the catcher posts it as a warning. */

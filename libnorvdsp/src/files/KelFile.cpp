@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "common/KelException.h"
+#include "files/KelFileReplacement.h"
 
 namespace kel {
 
@@ -93,14 +94,9 @@ String File::loadFileAsString() const
     return content.str();
 }
 
-bool File::replaceWithText(std::string_view text) const
+void File::replaceWithText(std::string_view text) const
 {
-    std::ofstream out(ToPath(path), std::ios::binary | std::ios::trunc);
-    if (!out)
-        return false;
-    out.write(text.data(), std::streamsize(text.size()));
-    out.close();
-    return bool(out);
+    FileReplacement::Replace(*this, text);
 }
 
 } // namespace kel

@@ -48,8 +48,10 @@ public:
     /** Reads the whole file as bytes into text; throws
         kel::exceptions::NoSuchFile when it cannot be opened. */
     String loadFileAsString() const;
-    /** Writes text as the whole content; returns false on failure. */
-    bool replaceWithText(std::string_view text) const;
+    /** Writes text as the whole content, never in place: the old content
+        stays whole until the new one is on disk (KelFileReplacement.h).
+        Throws kel::exceptions::ErrorWritingFile with the system's reason. */
+    void replaceWithText(std::string_view text) const;
 
     bool operator==(const File& other) const { return path == other.path; }
 

@@ -140,8 +140,7 @@ bool WriteFile(const File& file, Overwrite overwrite, std::string_view content)
 {
     if (overwrite == Overwrite::refuse && file.exists())
         return false;
-    if (!file.replaceWithText(content))
-        throw exceptions::ErrorWritingFile(file, KEL_HERE);
+    file.replaceWithText(content);
     return true;
 }
 

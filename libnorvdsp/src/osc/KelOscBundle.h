@@ -113,7 +113,8 @@ public:
     /** Writes a comment header and then one message per line; ".txt" is
         appended to a file name without extension. Returns false when the file
         exists and overwrite is refuse; throws
-        kel::exceptions::ErrorWritingFile when writing fails. */
+        kel::exceptions::ErrorWritingFile (the system's reason) when writing
+        fails, the old file left whole (KelFileReplacement.h). */
     bool SaveAsTextFile(const File& file, Overwrite overwrite, std::string_view description) const;
     /** The same, naming the exporter on the "# Exported by" line. */
     bool SaveAsTextFile(const File& file, Overwrite overwrite, std::string_view description,

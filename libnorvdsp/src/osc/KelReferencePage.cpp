@@ -1,6 +1,7 @@
 #include "osc/KelReferencePage.h"
 
 #include "common/KelException.h"
+#include "files/KelFileReplacement.h"
 
 namespace kel {
 
@@ -15,7 +16,9 @@ String element(std::string_view name, std::string_view text)
 
 String attribute(std::string_view name, std::string_view value)
 {
-    return " " + String(name) + "=\"" + EscapeXml(value) + "\"";
+    String out(" ");  // appended piecewise: gcc 12 warns falsely on " " + String
+    out.append(name).append("=\"").append(EscapeXml(value)).append("\"");
+    return out;
 }
 
 void appendPorts(String& xml, std::string_view list, std::string_view item, const Vector<ReferencePage::Port>& ports)
@@ -252,10 +255,13 @@ File WriteReferenceFiles(const ReferencePage& page, const File& xmlFile)
     constexpr std::string_view suffix = ".maxref.xml";
     const File texFile = path.ends_with(suffix) ? File(path.substr(0, path.size() - suffix.size()) + ".tex")
                                                 : xmlFile.withFileExtension(".tex");
-    if (!xmlFile.replaceWithText(ToMaxReferenceXml(page)))
-        throw exceptions::ErrorWritingFile(xmlFile, KEL_HERE);
-    if (!texFile.replaceWithText(ToLatexSection(page)))
-        throw exceptions::ErrorWritingFile(texFile, KEL_HERE);
+    // Both written before either replaces its file: a full disk leaves the
+    // old pair as it was.
+    FileReplacement xml(xmlFile), tex(texFile);
+    xml.Write(ToMaxReferenceXml(page));
+    tex.Write(ToLatexSection(page));
+    xml.Commit();
+    tex.Commit();
     return texFile;
 }
 

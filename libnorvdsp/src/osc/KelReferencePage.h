@@ -86,8 +86,9 @@ String EscapeLatex(std::string_view text);
 
 /** Writes the XML to xmlFile and the LaTeX section beside it (the same name
     with ".maxref.xml", or else the extension, replaced by ".tex"); returns
-    the LaTeX file. Throws exceptions::ErrorWritingFile when a file cannot
-    be written. Main thread (file I/O). */
+    the LaTeX file. Both are written in full before either replaces its old
+    file (KelFileReplacement.h); throws exceptions::ErrorWritingFile (the
+    system's reason) when a file cannot be written. Main thread (file I/O). */
 File WriteReferenceFiles(const ReferencePage& page, const File& xmlFile);
 
 } // namespace kel

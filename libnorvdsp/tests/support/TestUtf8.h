@@ -12,7 +12,8 @@
 
 namespace kel::test {
 
-/** While alive, LC_CTYPE is a UTF-8 locale (when the system has one). */
+/** While alive, LC_CTYPE is a UTF-8 locale (when the system has one; not
+    on Windows, whose C runtime under Wine is not a decoder to trust). */
 class Utf8Locale
 {
 public:
@@ -20,12 +21,14 @@ public:
     {
         const char* current = std::setlocale(LC_CTYPE, nullptr);
         saved = current != nullptr ? current : "C";
-        for (const char* name : {"C.UTF-8", "C.utf8", "en_US.UTF-8", ".UTF-8"})
+#if !defined(_WIN32)
+        for (const char* name : {"C.UTF-8", "C.utf8", "en_US.UTF-8"})
             if (std::setlocale(LC_CTYPE, name) != nullptr)
             {
                 available = true;
                 break;
             }
+#endif
     }
     ~Utf8Locale() { std::setlocale(LC_CTYPE, saved.c_str()); }
     Utf8Locale(const Utf8Locale&) = delete;
