@@ -1,5 +1,5 @@
 // Feeds arbitrary bytes to the binary OSC reader. Bad packets must end in a
-// kel::Exception; a packet the reader accepts must be in canonical form (it
+// kel::Exception whose failure offset lies inside the bytes; a packet the reader accepts must be in canonical form (it
 // writes back to exactly the same bytes), and its messages must print and
 // match against patterns without fault.
 #include <cstddef>
@@ -44,13 +44,16 @@ void Exercise(const kel::OscMessage& m)
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     std::optional<kel::OscBundle::Element> packet;
+    kel::OscInputStream in(data, size);
     try
     {
-        kel::OscInputStream in(data, size);
         packet.emplace(in.ReadPacket());
     }
     catch (const kel::Exception&)
     {
+        // Errors quote the file from where the failure stands: inside it.
+        if (in.getFailureOffset() > size)
+            __builtin_trap();
         return 0;
     }
 
