@@ -22,15 +22,17 @@ void PostCapped(Poster poster, t_object* x, std::string_view prefix, std::string
     const std::size_t room = kel::consoleLineCharacters - kel::CountCharacters(prefix.substr(0, prefixBytes));
     const std::size_t textBytes = kel::BytesOfCharacters(text, room);
     std::size_t size = 0;
-    std::memcpy(line.data(), prefix.data(), prefixBytes);
-    size += prefixBytes;
-    std::memcpy(line.data() + size, text.data(), textBytes);
-    size += textBytes;
-    if (prefixBytes < prefix.size() || textBytes < text.size())
+    const auto append = [&](std::string_view piece)
     {
-        std::memcpy(line.data() + size, kel::cutMark.data(), kel::cutMark.size());
-        size += kel::cutMark.size();
-    }
+        // An empty view may hold no pointer at all, which memcpy may not take.
+        if (!piece.empty())
+            std::memcpy(line.data() + size, piece.data(), piece.size());
+        size += piece.size();
+    };
+    append(prefix.substr(0, prefixBytes));
+    append(text.substr(0, textBytes));
+    if (prefixBytes < prefix.size() || textBytes < text.size())
+        append(kel::cutMark);
     line[size] = '\0';
     poster(x, "%s", line.data());
 }

@@ -67,7 +67,6 @@ struct LoMessage
 Packet LibloBundle(const std::vector<LoMessage>& messages)
 {
     lo_bundle bundle = lo_bundle_new(LO_TT_IMMEDIATE);
-    std::vector<lo_message> made;
     Packet packet;
     std::size_t offset = 16;  // "#bundle", its zero, the time tag
     for (const auto& m : messages)
@@ -83,7 +82,6 @@ Packet LibloBundle(const std::vector<LoMessage>& messages)
                 lo_message_add_string(lo, m.values[i].c_str());
         }
         lo_bundle_add_message(bundle, m.path.c_str(), lo);
-        made.push_back(lo);
         offset += 4;  // the element's size
         packet.messageOffsets.push_back(offset);
         offset += lo_message_length(lo, m.path.c_str());
@@ -92,9 +90,7 @@ Packet LibloBundle(const std::vector<LoMessage>& messages)
     void* data = lo_bundle_serialise(bundle, nullptr, &size);
     packet.bytes.assign(static_cast<const char*>(data), size);
     std::free(data);
-    lo_bundle_free(bundle);
-    for (lo_message lo : made)
-        lo_message_free(lo);
+    lo_bundle_free_recursive(bundle);  // its messages and their paths too
     EXPECT_EQ(offset, size);
     return packet;
 }
