@@ -23,6 +23,9 @@ namespace fs = std::filesystem;
 
 constexpr std::int64_t fixtureFrames = 100000;
 
+/** The engine's UTF-8 path as the file system takes it. */
+fs::path Native(const std::string& path) { return fs::path(std::u8string(path.begin(), path.end())); }
+
 std::string WriteFixture(const TempDir& dir, const std::string& name, int format, int channels)
 {
     const std::string path = dir.file(name);
@@ -32,7 +35,7 @@ std::string WriteFixture(const TempDir& dir, const std::string& name, int format
 
 void AppendBytes(const std::string& path, std::size_t count)
 {
-    std::ofstream out(fs::u8path(path), std::ios::binary | std::ios::app);
+    std::ofstream out(Native(path), std::ios::binary | std::ios::app);
     const std::vector<char> bytes(count, '\x55');
     out.write(bytes.data(), std::streamsize(bytes.size()));
 }
@@ -41,7 +44,7 @@ void AppendBytes(const std::string& path, std::size_t count)
     written with other bytes. */
 void RewriteInPlace(const std::string& path, const std::vector<std::uint8_t>& bytes)
 {
-    std::ofstream out(fs::u8path(path), std::ios::binary | std::ios::trunc);
+    std::ofstream out(Native(path), std::ios::binary | std::ios::trunc);
     out.write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));
 }
 
@@ -69,13 +72,13 @@ TEST(FileIdentity, RewritesInPlaceShowAndRenamedReplacementsDoNot)
          [](const TempDir&, const std::string& path)
          {
              const auto bytes = kel::test::LoadBytes(path);
-             const auto before = fs::last_write_time(fs::u8path(path));
+             const auto before = fs::last_write_time(Native(path));
              RewriteInPlace(path, bytes);
              // Within the same second, as a fast re-export would be.
-             fs::last_write_time(fs::u8path(path), before + std::chrono::microseconds(1));
+             fs::last_write_time(Native(path), before + std::chrono::microseconds(1));
          },
          false},
-        {"truncated", [](const TempDir&, const std::string& path) { fs::resize_file(fs::u8path(path), 50000); },
+        {"truncated", [](const TempDir&, const std::string& path) { fs::resize_file(Native(path), 50000); },
          false},
         {"grown", [](const TempDir&, const std::string& path) { AppendBytes(path, 4096); }, false},
 #if !defined(_WIN32)
@@ -85,7 +88,7 @@ TEST(FileIdentity, RewritesInPlaceShowAndRenamedReplacementsDoNot)
          {
              const auto other = dir.file("other.wav");
              kel::test::WriteWithSndfile(other, SF_FORMAT_WAV | SF_FORMAT_PCM_16, 2, 5000, 48000);
-             fs::rename(fs::u8path(other), fs::u8path(path));
+             fs::rename(Native(other), Native(path));
          },
          true},
 #endif
@@ -109,7 +112,7 @@ TEST(FileIdentity, RewritesInPlaceShowAndRenamedReplacementsDoNot)
     const auto path = WriteFixture(dir, "memory.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 2);
     const auto bytes = kel::test::LoadBytes(path);
     kel::WavFileReader inMemory(std::make_unique<kel::MemoryInputStream>(bytes.data(), bytes.size()), kel::File(path));
-    fs::resize_file(fs::u8path(path), 100);
+    fs::resize_file(Native(path), 100);
     EXPECT_TRUE(inMemory.isUnchangedOnDisk());
 }
 
@@ -192,7 +195,7 @@ TEST(ShortReads, FramesLostByAShrunkFileFailAndTheRestReadsAsLibsndfileDecodes)
         ASSERT_NE(reader, nullptr);
         const Layout layout = LayoutOf(*reader);
         ASSERT_GT(layout.bytesPerFrame, 0);
-        fs::resize_file(fs::u8path(path),
+        fs::resize_file(Native(path),
                         std::uintmax_t(layout.dataStart + kept * layout.bytesPerFrame + layout.bytesPerFrame / 2));
         EXPECT_FALSE(reader->isUnchangedOnDisk());
 
