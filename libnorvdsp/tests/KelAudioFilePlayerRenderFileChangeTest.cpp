@@ -6,8 +6,6 @@
 // with one error and one end report, and render exits with status 1.
 #include <gtest/gtest.h>
 
-#include <sys/wait.h>
-
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -21,6 +19,8 @@
 #include "support/TestText.h"
 
 #if KEL_HAVE_SNDFILE && !defined(_WIN32)
+
+#include <sys/wait.h>
 
 namespace {
 

@@ -68,9 +68,9 @@ public:
         channels at startIndexInBuffer, as floats. Returns false, touching
         nothing, when the range does not fit the buffer or the file has more
         channels than the buffer. Returns false too when the file could not
-        deliver frames it should hold (it shrank, the disk failed): the
-        frames before those are read as usual, the rest are silent, and
-        getUnreadFrames says which were missed. Allocates nothing once the
+        deliver frames it should hold (it shrank, the disk failed): those
+        are silent, the others are read as usual, and getUnreadFrames says
+        from which frame to which they were missed. Allocates nothing once the
         channel pointer table has grown to the channel count; blocks on the
         disk. */
     bool read(AudioBufferBase<float>& buffer, std::int64_t startIndexInBuffer, std::int64_t numFrames,
@@ -90,7 +90,9 @@ public:
         reader parsed (rewritten in place, truncated). A reader over a file
         asks its stream (kel::FileReader::isUnchangedOnDisk); one without a
         file (memory, synthetic) answers true. Cheap: one fstat-class call
-        at most; the reading thread only; blocks on the disk's metadata. */
+        at most; one thread at a time, as for read() (the player asks under
+        its disk mutex, from the buffering or the message thread); blocks on
+        the disk's metadata. */
     virtual bool isUnchangedOnDisk() const;
 
     /** A reader is valid when its header gave a format, a positive rate, a

@@ -220,8 +220,9 @@ public:
     bool isLooping() const noexcept { return loop.load(std::memory_order_acquire); }
     bool hasOpenFile() const noexcept { return fileIsOpen.load(std::memory_order_acquire); }
     /** The open file changed on disk or could not be read: its error has
-        been posted, playback ends with the ring's last frame, and every
-        start throws that error until the next open. */
+        been posted (or thrown to the start that found it), playback ends
+        with the ring's last frame, and every start throws that error until
+        the next open. */
     bool hasDiskFailure() const noexcept { return diskStopped.load(std::memory_order_acquire); }
     std::uint32_t getNumChannels() const noexcept { return numChannels; }
     std::uint64_t getRingCapacity() const noexcept { return ringCapacity; }
@@ -307,6 +308,9 @@ private:
     // Transport internals (KelAudioFilePlayerTransport.cpp); called with
     // the transport mutex held (TransportChange).
     void requireOpenFile() const;
+    /** requireOpenFile, then throws the file's disk failure, asking the
+        reader first whether the file changed since it was opened. Message
+        thread; takes the disk mutex (waits for a pass in progress). */
     void requirePlayableFile();
     void playFrom(std::uint64_t startFrame, std::uint64_t endFrame);
     void resetRing(std::uint64_t startFrame);

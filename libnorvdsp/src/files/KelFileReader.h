@@ -44,7 +44,7 @@ public:
         re-export, truncate) shows; a file replaced by a rename does not
         (the handle still reads the old file, which is intact). True when
         the open could not take the identity. One fstat-class call; never
-        allocates; the reader's own thread only. */
+        allocates; one thread at a time, as every call here. */
     bool isUnchangedOnDisk() const;
 
 private:
