@@ -271,6 +271,10 @@ int RunRender(int argc, char** argv)
 {
     const Options options = ParseOptions(argc, argv);
     const kel::File input(options.input);
+    // A live render's reports come out as they happen, also into a pipe, for
+    // whoever watches or reacts to them.
+    if (options.realtime)
+        std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
 
     std::uint32_t channels = options.channels;
     double sampleRate = options.sampleRate;
