@@ -41,7 +41,7 @@
 // after reading and before publishing, so no frame read from a changed file
 // is ever played. The error is posted once; the audio side plays what the
 // ring holds, then ends playback at its last frame as at a segment's end.
-// Starting again (start, seek, resume) posts the same error and stays
+// Starting again (start, seek, resume) fails with the same error and stays
 // stopped: the header the player knows no longer describes the file.
 // playing and loop are flags read by the audio thread without a lock; the
 // positions shared between threads are atomics.
