@@ -12,6 +12,9 @@
 // block, so the output is exact and repeatable however slow the disk;
 // --realtime paces the blocks at the sample rate as a sound card would, and
 // lets the disk fall behind as it may.
+//
+// A file that changes on disk or fails to read while it plays ends playback
+// early: the error is on stderr, and the render exits with status 1.
 #include <unistd.h>
 
 #include <algorithm>
@@ -268,6 +271,10 @@ int RunRender(int argc, char** argv)
 {
     const Options options = ParseOptions(argc, argv);
     const kel::File input(options.input);
+    // A live render's reports come out as they happen, also into a pipe, for
+    // whoever watches or reacts to them.
+    if (options.realtime)
+        std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
 
     std::uint32_t channels = options.channels;
     double sampleRate = options.sampleRate;
@@ -372,7 +379,9 @@ int RunRender(int argc, char** argv)
     reporter.finishBar();
     writer.Finalise();
     std::fflush(stdout);
-    return 0;
+    // The player posts its error before it lets playback end: it is on
+    // stderr already.
+    return player.hasDiskFailure() ? 1 : 0;
 }
 
 } // namespace cli

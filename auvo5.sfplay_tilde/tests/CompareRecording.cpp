@@ -10,10 +10,14 @@
 // the same for a recording of the frame-index file (sfplay-make-frame-index)
 // played over the segment [START, END) of frames (FrameIndexCheck.h); the
 // position channel may be left out of the recording.
+//
+// sfplay-compare-recording --ended-early RECORDING SOURCE: the recording of a
+// SOURCE that changed on disk while it played (EndedEarlyCheck.h).
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
+#include "EndedEarlyCheck.h"
 #include "FrameIndexCheck.h"
 #include "RecordedSound.h"
 
@@ -22,6 +26,7 @@ namespace {
 int Usage()
 {
     std::fprintf(stderr, "usage: sfplay-compare-recording RECORDING SOURCE\n"
+                         "       sfplay-compare-recording --ended-early RECORDING SOURCE\n"
                          "       sfplay-compare-recording --frame-index START END [--loop] [--passes N]"
                          " RECORDING SOURCE\n");
     return 2;
@@ -115,6 +120,7 @@ int main(int argc, char** argv)
 {
     FrameIndexSegment segment;
     bool frameIndex = false;
+    bool endedEarly = false;
     int arg = 1;
     for (; arg < argc && std::strncmp(argv[arg], "--", 2) == 0; ++arg)
     {
@@ -127,6 +133,8 @@ int main(int argc, char** argv)
             segment.end = b;
             arg += 2;
         }
+        else if (std::strcmp(argv[arg], "--ended-early") == 0)
+            endedEarly = true;
         else if (std::strcmp(argv[arg], "--loop") == 0)
             segment.loop = true;
         else if (std::strcmp(argv[arg], "--passes") == 0 && arg + 1 < argc && Count(argv[arg + 1], a))
@@ -137,12 +145,14 @@ int main(int argc, char** argv)
         else
             return Usage();
     }
-    if (argc - arg != 2 || (!frameIndex && (segment.loop || segment.passes >= 0)))
+    if (argc - arg != 2 || (!frameIndex && (segment.loop || segment.passes >= 0)) || (frameIndex && endedEarly))
         return Usage();
     RecordedSound recording, source;
     if (!ReadRecordedSound(argv[arg], recording) || !ReadRecordedSound(argv[arg + 1], source))
         return 1;
     if (frameIndex)
         return CheckFrameIndex(recording, source, segment) ? 0 : 1;
+    if (endedEarly)
+        return CheckEndedEarly(recording, source) ? 0 : 1;
     return CompareWholeFile(recording, source);
 }

@@ -19,6 +19,24 @@ foreach(fixture "tone2;48000;2;sine 440 0 25 sine 660 0 25"
     message(FATAL_ERROR "sox could not write ${OUT}/${name}.wav")
   endif()
 endforeach()
+# A file to change while it plays: 8 channels of 24 bits at -20 dBFS, six
+# seconds (longer than the smallest ring, four seconds at 48 kHz); and what
+# is copied over it, of another format (16-bit stereo, 1 dB below full scale),
+# long enough to hold bytes where the first file's later frames were, so
+# that reading on through the old header would find them.
+execute_process(COMMAND "${SOX}" -n -r 48000 -b 24 -c 8 "${OUT}/tone8.wav"
+                        synth 6 sine 440 0 25 sine 495 0 25 sine 550 0 25 sine 605 0 25
+                                sine 660 0 25 sine 715 0 25 sine 770 0 25 sine 825 0 25 gain -20
+                RESULT_VARIABLE status)
+if(NOT status EQUAL 0)
+  message(FATAL_ERROR "sox could not write ${OUT}/tone8.wav")
+endif()
+execute_process(COMMAND "${SOX}" -n -r 48000 -b 16 -c 2 "${OUT}/other16.wav"
+                        synth 30 sine 1000 0 25 sine 1500 0 25 gain -1
+                RESULT_VARIABLE status)
+if(NOT status EQUAL 0)
+  message(FATAL_ERROR "sox could not write ${OUT}/other16.wav")
+endif()
 # A file that is no sound file.
 file(WRITE "${OUT}/notasound.wav" "this is text, not RIFF")
 # A preset whose one message carries a 3 MB string, which its error quotes.

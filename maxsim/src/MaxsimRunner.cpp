@@ -22,6 +22,7 @@
 #include "MaxsimDictionary.h"
 #include "MaxsimDispatch.h"
 #include "MaxsimDspChain.h"
+#include "MaxsimFiles.h"
 #include "MaxsimLoader.h"
 #include "MaxsimObjects.h"
 #include "MaxsimPatch.h"
@@ -106,6 +107,7 @@ private:
             {"classinfo", &Runner::doClassInfo},
             {"connect", &Runner::doConnect},   {"disconnect", &Runner::doDisconnect},
             {"overdrive", &Runner::doOverdrive},
+            {"cp", &Runner::doCopy},           {"truncate", &Runner::doTruncate},
         };
         auto it = commands.find(line.command);
         if (it == commands.end())
@@ -371,6 +373,25 @@ private:
         DspCompile(boxes);
     }
 
+    void doCopy(const ScriptLine&, std::vector<t_atom>& atoms)
+    {
+        if (atoms.size() != 2)
+            throw ScriptError("usage: cp SRC DST");
+        const std::string error = CopyOver(text(atoms[0]), text(atoms[1]));
+        if (!error.empty())
+            throw ScriptError(error);
+    }
+
+    void doTruncate(const ScriptLine&, std::vector<t_atom>& atoms)
+    {
+        if (atoms.size() != 2)
+            throw ScriptError("usage: truncate FILE BYTES");
+        const long bytes = integer(atoms[1], "the byte count");
+        const std::string error = TruncateFile(text(atoms[0]), bytes);
+        if (!error.empty())
+            throw ScriptError(error);
+    }
+
     void doClassInfo(const ScriptLine&, std::vector<t_atom>& atoms)
     {
         need(atoms, 1, "classinfo CLASS");
@@ -438,7 +459,11 @@ int RunMain(int argc, char** argv)
     if (args.empty() || args.size() > 2)
     {
         std::cerr << "usage: maxsim [--overdrive off|on|audio] EXTERNAL [SCRIPT]   (the script is read from stdin "
-                     "when absent)"
+                     "when absent)\n"
+                     "Besides the patch, time and DSP commands, a script may change files as a user's shell does:\n"
+                     "  cp SRC DST            rewrite DST in place with the bytes of the file SRC (created when\n"
+                     "                        absent): whoever has DST open sees its new bytes\n"
+                     "  truncate FILE BYTES   keep the first BYTES bytes of FILE (never more than it has)"
                   << std::endl;
         return 2;
     }

@@ -33,9 +33,16 @@ void AudioFileReader::throwNotValid(const char* kind, SourceLocation where) cons
     throw Exception("file " + Quoted(file.getFullPathName()) + " is not a valid " + kind + " file", std::move(where));
 }
 
+bool AudioFileReader::isUnchangedOnDisk() const
+{
+    const auto* stream = dynamic_cast<const FileReader*>(input.get());
+    return stream == nullptr || stream->isUnchangedOnDisk();
+}
+
 bool AudioFileReader::read(AudioBufferBase<float>& buffer, std::int64_t startIndexInBuffer, std::int64_t numFrames,
                            std::int64_t startFrameInFile)
 {
+    unreadFrames = {};
     if (numFrames == 0)
         return true;
     const auto bufferLength = buffer.getNumSamples();
@@ -53,7 +60,13 @@ bool AudioFileReader::read(AudioBufferBase<float>& buffer, std::int64_t startInd
 
     auto* const* destinations = reinterpret_cast<SampleWord* const*>(channelPointers.data());
     if (metadata.usesFloatingPointData)
-        return readSamples(destinations, numFrames, startFrameInFile);
+    {
+        if (readSamples(destinations, numFrames, startFrameInFile))
+            return true;
+        if (unreadFrames.empty())
+            noteUnreadFrames(startFrameInFile, startFrameInFile + numFrames - 1);
+        return false;
+    }
 
     // Integers become floats in place. Done piece by piece, about 64 KB of
     // samples at a time, each piece is converted while it is still in the
@@ -62,6 +75,7 @@ bool AudioFileReader::read(AudioBufferBase<float>& buffer, std::int64_t startInd
     piecePointers.Resize(std::size_t(numChannels) + 1);
     piecePointers[numChannels] = nullptr;
     auto* const* piece = reinterpret_cast<SampleWord* const*>(piecePointers.data());
+    UnreadFrames missed;
     for (std::int64_t done = 0; done < numFrames; done += pieceFrames)
     {
         const auto n = std::min(pieceFrames, numFrames - done);
@@ -71,12 +85,24 @@ bool AudioFileReader::read(AudioBufferBase<float>& buffer, std::int64_t startInd
         const auto start = startFrameInFile > std::numeric_limits<std::int64_t>::max() - done
                                ? std::numeric_limits<std::int64_t>::max()
                                : startFrameInFile + done;
+        // A piece that fails still converts: its missed frames are zero,
+        // silence as an integer and as a float alike. The pieces after it
+        // are read too, so that the whole range is written and the missed
+        // frames are known to its end.
         if (!readSamples(piece, n, start))
-            return false;
+        {
+            if (unreadFrames.empty())
+                noteUnreadFrames(start, start + n - 1);
+            if (missed.empty())
+                missed.first = unreadFrames.first;
+            missed.last = unreadFrames.last;
+            unreadFrames = {};
+        }
         for (std::uint32_t c = 0; c < numChannels; ++c)
             ConvertIntegersToFloats(piece[c], n);
     }
-    return true;
+    unreadFrames = missed;
+    return missed.empty();
 }
 
 void AudioFileReader::prepareScratch(MemoryBlock& scratch, std::int32_t bytesPerFrame)
@@ -105,25 +131,40 @@ bool AudioFileReader::readInterleavedSamples(SampleWord* const* destinations, st
         lead = startFrame < -numFrames ? numFrames : -startFrame;
         startFrame = 0;
     }
-    const auto length = metadata.lengthInSamples;
     const auto bytesPerFrame = layout.bytesPerFrame;
+    // A header that promises more frames than the stream held when it was
+    // opened reads as silence beyond them, as past its length; a short read
+    // of frames the stream did hold means the file shrank or the disk failed.
+    auto length = metadata.lengthInSamples;
+    if (const auto held = input != nullptr ? input->getTotalLength() : 0; held > 0 && bytesPerFrame > 0)
+        length = std::min(length, std::max<std::int64_t>(0, held - layout.dataStart) / bytesPerFrame);
     std::int64_t toRead = 0;
     if (startFrame < length && bytesPerFrame > 0)
         toRead = std::min(length - startFrame, numFrames - lead);
 
+    bool complete = true;
     if (toRead > 0 && layout.convert != nullptr && numFileChannels > 0)
     {
         input->setPosition(layout.dataStart + std::int64_t(bytesPerFrame) * startFrame);
         const std::int64_t framesPerChunk = std::int64_t(scratch.size()) / bytesPerFrame;
-        // The silence of unsigned 8-bit data is 0x80, of everything else 0.
-        const std::uint8_t silenceByte = layout.silenceByte;
         for (std::int64_t done = 0; done < toRead;)
         {
             const auto chunkFrames = std::min(framesPerChunk, toRead - done);
             const auto chunkBytes = chunkFrames * bytesPerFrame;
             const auto got = std::max<std::int64_t>(0, input->Read(scratch.data(), chunkBytes));
             if (got < chunkBytes)
-                std::memset(scratch.data() + got, silenceByte, std::size_t(chunkBytes - got));
+            {
+                // The file no longer holds what its header promised: keep the
+                // whole frames that came, say which ones did not, and let the
+                // rest be silent like the frames past the end.
+                const auto gotFrames = got / bytesPerFrame;
+                layout.convert(scratch.data(), bytesPerFrame, std::int32_t(gotFrames), destinations,
+                               numFileChannels, lead + done);
+                noteUnreadFrames(startFrame + done + gotFrames, startFrame + toRead - 1);
+                toRead = done + gotFrames;
+                complete = false;
+                break;
+            }
             layout.convert(scratch.data(), bytesPerFrame, std::int32_t(chunkFrames), destinations, numFileChannels,
                            lead + done);
             done += chunkFrames;
@@ -143,7 +184,7 @@ bool AudioFileReader::readInterleavedSamples(SampleWord* const* destinations, st
             std::memset(d, 0, std::size_t(numFrames) * sizeof(SampleWord));
         }
     }
-    return true;
+    return complete;
 }
 
 String AudioFileReader::detectFormatName(const File& file)

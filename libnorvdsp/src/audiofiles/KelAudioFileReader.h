@@ -59,16 +59,41 @@ public:
         file, zeros past the end, before frame 0 and in arrays beyond the
         file's channels (a sample width the reader does not read leaves the
         file's frames unwritten). Calls may come at any positions in any
-        order. Blocks on the disk. */
+        order. Returns false when frames the file should hold could not be
+        read: those are zero and noted (noteUnreadFrames). Blocks on the
+        disk. */
     virtual bool readSamples(SampleWord* const* destinations, std::int64_t numFrames, std::int64_t startFrame) = 0;
 
     /** Reads numFrames frames from startFrameInFile into the buffer's first
         channels at startIndexInBuffer, as floats. Returns false, touching
         nothing, when the range does not fit the buffer or the file has more
-        channels than the buffer. Allocates nothing once the channel pointer
-        table has grown to the channel count; blocks on the disk. */
+        channels than the buffer. Returns false too when the file could not
+        deliver frames it should hold (it shrank, the disk failed): those
+        are silent, the others are read as usual, and getUnreadFrames says
+        from which frame to which they were missed. Allocates nothing once the
+        channel pointer table has grown to the channel count; blocks on the
+        disk. */
     bool read(AudioBufferBase<float>& buffer, std::int64_t startIndexInBuffer, std::int64_t numFrames,
               std::int64_t startFrameInFile);
+
+    /** The frames, first to last inclusive, that the last read() could not
+        deliver; empty (last < first) after a read that succeeded. */
+    struct UnreadFrames
+    {
+        std::int64_t first = 0;
+        std::int64_t last = -1;
+        bool empty() const noexcept { return last < first; }
+    };
+    const UnreadFrames& getUnreadFrames() const noexcept { return unreadFrames; }
+
+    /** False once the file on disk is no longer the one whose header this
+        reader parsed (rewritten in place, truncated). A reader over a file
+        asks its stream (kel::FileReader::isUnchangedOnDisk); one without a
+        file (memory, synthetic) answers true. Cheap: one fstat-class call
+        at most; one thread at a time, as for read() (the player asks under
+        its disk mutex, from the buffering or the message thread); blocks on
+        the disk's metadata. */
+    virtual bool isUnchangedOnDisk() const;
 
     /** A reader is valid when its header gave a format, a positive rate, a
         sample width and a channel count (the length may be 0). */
@@ -103,14 +128,19 @@ protected:
         std::int64_t dataStart = 0;
         std::int32_t bytesPerFrame = 0;
         FrameConverter convert = nullptr;
-        std::uint8_t silenceByte = 0;  // what stands in for bytes missing from a short file
     };
 
     /** The read loop the WAV and AIFF readers share: seeks to the frame,
         reads through the scratch block (at least one frame wide), converts,
-        and zero-fills what lies outside the file. */
+        and zero-fills what lies outside the file. A read that gets fewer
+        bytes than the file should hold for the range fails: what came is
+        converted, the rest is silent and noted (noteUnreadFrames). */
     bool readInterleavedSamples(SampleWord* const* destinations, std::int64_t numFrames, std::int64_t startFrame,
                                 const InterleavedLayout& layout, MemoryBlock& scratch);
+
+    /** A readSamples that fails says which frames it missed (first to last,
+        inclusive); a failure that notes nothing counts its whole range. */
+    void noteUnreadFrames(std::int64_t first, std::int64_t last) noexcept { unreadFrames = {first, last}; }
 
     /** Sizes a scratch block for a frame size: 64 KB, or one frame when a
         frame is wider than that. */
@@ -124,6 +154,7 @@ private:
     // argument. They are handed out as SampleWord pointers.
     Vector<std::int32_t*> channelPointers;
     Vector<std::int32_t*> piecePointers;  // the same, moved on to each piece of a long read
+    UnreadFrames unreadFrames;
 };
 
 } // namespace kel

@@ -365,10 +365,8 @@ void WavFileReader::readChannelAllocation(std::int64_t size)
 
 void WavFileReader::settleLayout()
 {
-    const bool eightBitInteger = metadata.bitsPerSample == 8 && !metadata.usesFloatingPointData;
     layout.convert = ChooseFrameConverter(metadata.bitsPerSample, metadata.usesFloatingPointData,
                                           SampleByteOrder::littleEndian, EightBitSamples::unsignedOffset);
-    layout.silenceByte = eightBitInteger ? 0x80 : 0x00;
     // A layout that is not read needs no scratch (and its frame size may be
     // anything a broken header says).
     if (layout.convert != nullptr)

@@ -253,9 +253,10 @@ bool AudioFilePlayer::isReadyFor(std::uint64_t numFrames) const noexcept
     // Frames owed to an underrun are dropped before any plays.
     if (!isPlaying() || ringUsed.load(std::memory_order_acquire) >= numFrames + underrunDebt.load())
         return true;
-    // The disk has read all that is left of a segment that does not loop:
-    // the ring holds the rest of playback.
-    return !isLooping() && filePosition.load() >= segmentEnd.load();
+    // The disk has read all that is left of a segment that does not loop,
+    // or will read nothing more of a file that failed: the ring holds the
+    // rest of playback.
+    return (!isLooping() && filePosition.load() >= segmentEnd.load()) || hasDiskFailure();
 }
 
 void AudioFilePlayer::SetLoop(bool shouldLoop) noexcept

@@ -35,6 +35,14 @@
 // When the disk falls behind (an underrun), the missing frames are silent
 // but count as played, and the disk side skips the same frames of the file,
 // so that what follows is in time again; the underrun is reported once.
+// A file that changes on disk while it plays (rewritten in place,
+// truncated) or that cannot deliver frames it should hold stops the disk
+// side for good, until the next open: each pass checks the file's identity
+// after reading and before publishing, so no frame read from a changed file
+// is ever played. The error is posted once; the audio side plays what the
+// ring holds, then ends playback at its last frame as at a segment's end.
+// Starting again (start, seek, resume) fails with the same error and stays
+// stopped: the header the player knows no longer describes the file.
 // playing and loop are flags read by the audio thread without a lock; the
 // positions shared between threads are atomics.
 //
@@ -145,7 +153,11 @@ public:
     // ------------------------------------------------------------------
     // Transport. Message thread; each blocks on the disk (one synchronous
     // pass) and for at most one audio block in progress. Without an open
-    // file each throws "No open file" and changes nothing.
+    // file each throws "No open file" and changes nothing. Each start
+    // first asks whether the file changed on disk since it was opened; a
+    // changed or failed file throws its error ("file changed on disk while
+    // playing: "path"", "read error in "path" at frames A to B") and stays
+    // stopped.
 
     /** Opens a file: the reader first (its errors leave everything as it
         was), then the ring is reset and grown to a wider file, a differing
@@ -175,7 +187,10 @@ public:
         thread; never blocks. */
     void Pause() noexcept { playing.store(false, std::memory_order_release); }
     /** Continues from a pause; from stopped or ended, plays the whole file
-        again; while playing, does nothing. Message thread. */
+        again; while playing, does nothing. Message thread; waits for a disk
+        pass in progress (it asks the reader whether the file changed).
+        After a disk failure it throws, as every start does (see
+        hasDiskFailure). */
     void Resume();
     /** Pauses when playing, else Resume. Message thread. */
     void Switch();
@@ -204,6 +219,11 @@ public:
     bool isPlaying() const noexcept { return playing.load(std::memory_order_acquire); }
     bool isLooping() const noexcept { return loop.load(std::memory_order_acquire); }
     bool hasOpenFile() const noexcept { return fileIsOpen.load(std::memory_order_acquire); }
+    /** The open file changed on disk or could not be read: its error has
+        been posted (or thrown to the start that found it), playback ends
+        with the ring's last frame, and every start throws that error until
+        the next open. */
+    bool hasDiskFailure() const noexcept { return diskStopped.load(std::memory_order_acquire); }
     std::uint32_t getNumChannels() const noexcept { return numChannels; }
     std::uint64_t getRingCapacity() const noexcept { return ringCapacity; }
     std::uint64_t getFileLength() const noexcept { return fileLength.load(std::memory_order_relaxed); }
@@ -288,6 +308,10 @@ private:
     // Transport internals (KelAudioFilePlayerTransport.cpp); called with
     // the transport mutex held (TransportChange).
     void requireOpenFile() const;
+    /** requireOpenFile, then throws the file's disk failure, asking the
+        reader first whether the file changed since it was opened. Message
+        thread; takes the disk mutex (waits for a pass in progress). */
+    void requirePlayableFile();
     void playFrom(std::uint64_t startFrame, std::uint64_t endFrame);
     void resetRing(std::uint64_t startFrame);
     void forgetUnderrun() noexcept;
@@ -298,13 +322,17 @@ private:
     OscBundle buildMetadataDump() const;
 
     // Disk side (KelAudioFilePlayerDisk.cpp). readSamplesFromDisk takes the
-    // disk mutex and returns the frames it wrote; the others need it held.
+    // disk mutex and returns the frames it wrote; postDiskFailure (called by
+    // the thread that ran the failed pass, buffering or message thread)
+    // takes it after posting, briefly; the others need it held.
     std::uint64_t readSamplesFromDisk();
     std::uint64_t getNumSamplesToReadFromDisk() const;
     std::uint64_t getRemainingSamplesInAudioFile() const;
     void skipUnderrunFrames();
-    bool readIntoRing(std::uint64_t ringIndex, std::uint64_t numFrames, std::uint64_t fileFrame);
+    bool readIntoRing(std::uint64_t ringIndex, std::uint64_t numFrames, std::uint64_t fileFrame,
+                      std::uint64_t& delivered);
     void sendUnderrunReports();
+    void postDiskFailure(const String& text, std::uint64_t file);
 
     // Audio side (KelAudioFilePlayerAudio.cpp), audio thread.
     struct BlockPlan;
@@ -379,6 +407,13 @@ private:
     };
     Vector<MarkerReport> markerReports;             // by position; built when a file opens, sent by the audio side
     std::atomic<bool> fileIsOpen{false};
+    // Why the open file stopped for good (it changed on disk, a read
+    // failed); empty while it plays on. Under the disk mutex; cleared by an
+    // open.
+    String diskFailure;
+    // Raised once that failure has been posted: the audio side then ends
+    // playback where the ring runs out instead of waiting for the disk.
+    std::atomic<bool> diskStopped{false};
     std::atomic<std::uint64_t> openedFiles{0};      // counts opens: names the file an underrun was in
     String previousFilePath;                        // under the disk mutex: the file before the open one
     // Main thread: the sample-rate warning goes out once per file and rate.

@@ -25,7 +25,8 @@ constexpr std::size_t cacheLineBytes = 64;
 
 /** What one block plays: fromRing frames out of the ring, then silent
     frames the disk has not delivered (an underrun), then, after the end of
-    a segment that does not loop, nothing. */
+    a segment that does not loop or of what a stopped disk side delivered,
+    nothing. */
 struct AudioFilePlayer::BlockPlan
 {
     std::uint64_t dropped = 0;   // late frames taken out of the ring unplayed
@@ -70,6 +71,9 @@ void AudioFilePlayer::planBlock(BlockPlan& plan, std::uint64_t numFrames, bool l
     const std::uint64_t end = segmentEnd.load(std::memory_order_relaxed);
     const bool loops = looping && end > start;
 
+    // Before the fill: a disk side that has stopped published its last
+    // frames before it said so.
+    const bool diskOver = diskStopped.load(std::memory_order_acquire);
     std::uint64_t used = ringUsed.load(std::memory_order_acquire);
     std::uint64_t read = ringReadIndex.load(std::memory_order_relaxed);
     // Frames already played as silence arrive late: they are dropped. The
@@ -108,6 +112,13 @@ void AudioFilePlayer::planBlock(BlockPlan& plan, std::uint64_t numFrames, bool l
             // cannot part.
             frame = ringFrames[(read + i) % ringCapacity];
             ++plan.fromRing;
+        }
+        else if (diskOver)
+        {
+            // Nothing more will come: playback ends after the last good
+            // frame, looping or not.
+            plan.ended = true;
+            break;
         }
         else
         {

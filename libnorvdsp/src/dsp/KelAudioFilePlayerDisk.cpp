@@ -11,6 +11,13 @@
 // ring is never played. A segment that loops is read again from its start
 // as often as the pass has room for: a segment shorter than a pass (or than
 // a block) repeats without a gap.
+// Before it publishes, a pass that read anything asks the reader whether the
+// file is still the one opened. A changed file publishes nothing of that pass
+// (its frames may come from the new content); a read that failed publishes
+// the frames before the failure. Either stops the disk side for good: the
+// error is posted by the thread that ran the pass, outside the disk mutex,
+// and only then is the audio side told to end where the ring runs out, so
+// the error always comes before the end of playback.
 #include <algorithm>
 
 #include "common/KelException.h"
@@ -96,12 +103,21 @@ void AudioFilePlayer::skipUnderrunFrames()
         filePosition.store(std::min(end, position + skip));
 }
 
-bool AudioFilePlayer::readIntoRing(std::uint64_t ringIndex, std::uint64_t numFrames, std::uint64_t fileFrame)
+bool AudioFilePlayer::readIntoRing(std::uint64_t ringIndex, std::uint64_t numFrames, std::uint64_t fileFrame,
+                                   std::uint64_t& delivered)
 {
     const bool succeeded = reader->read(ring, std::int64_t(ringIndex), std::int64_t(numFrames), std::int64_t(fileFrame));
     std::uint64_t* tags = ringFrames.data() + ringIndex;
     for (std::uint64_t i = 0; i < numFrames; ++i)
         tags[i] = fileFrame + i;
+    delivered = numFrames;
+    if (!succeeded)
+    {
+        // The frames before the first one missed are good.
+        const auto& unread = reader->getUnreadFrames();
+        const std::int64_t good = unread.empty() ? 0 : unread.first - std::int64_t(fileFrame);
+        delivered = std::uint64_t(std::clamp<std::int64_t>(good, 0, std::int64_t(numFrames)));
+    }
     return succeeded;
 }
 
@@ -109,9 +125,11 @@ std::uint64_t AudioFilePlayer::readSamplesFromDisk()
 {
     std::uint64_t written = 0;
     double fill = 0.0;
+    String failure;
+    std::uint64_t failedFile = 0;
     {
         const std::lock_guard disk(diskMutex);
-        if (reader == nullptr)
+        if (reader == nullptr || !diskFailure.empty())
             return 0;
         skipUnderrunFrames();
 
@@ -120,7 +138,7 @@ std::uint64_t AudioFilePlayer::readSamplesFromDisk()
         std::uint64_t budget = getNumSamplesToReadFromDisk();
         std::uint64_t write = ringWriteIndex.load();
         std::uint64_t position = filePosition.load();
-        bool succeeded = true;
+        bool readFailed = false;
         while (budget > 0)
         {
             if (position >= end)
@@ -130,25 +148,57 @@ std::uint64_t AudioFilePlayer::readSamplesFromDisk()
                 position = start;
             }
             const std::uint64_t frames = std::min({budget, end - position, ringCapacity - write});
-            succeeded = readIntoRing(write, frames, position) && succeeded;
-            write = (write + frames) % ringCapacity;
-            position += frames;
-            budget -= frames;
-            written += frames;
+            std::uint64_t delivered = 0;
+            readFailed = !readIntoRing(write, frames, position, delivered);
+            write = (write + delivered) % ringCapacity;
+            position += delivered;
+            budget -= delivered;
+            written += delivered;
+            if (readFailed)
+                break;
         }
-        ringWriteIndex.store(write);
-        filePosition.store(position);
+        // Once per pass, after reading and before publishing: whatever was
+        // read from a file that changed meanwhile may be the new content.
+        const String& path = reader->getFile().getFullPathName();
+        if ((written > 0 || readFailed) && !reader->isUnchangedOnDisk())
+        {
+            written = 0;
+            failure = "file changed on disk while playing: " + Quoted(path);
+        }
+        else if (readFailed)
+        {
+            const auto& unread = reader->getUnreadFrames();
+            failure = "read error in " + Quoted(path) + " at frames " + ToString(unread.first) + " to "
+                    + ToString(unread.last);
+        }
         if (written > 0)
+        {
+            ringWriteIndex.store(write);
+            filePosition.store(position);
             ringUsed.fetch_add(written);
-        if (!succeeded)
-            ReportError("AudioFilePlayer::readSamplesFromDisk() Error reading samples in "
-                        + reader->getFile().getFullPathName());
+        }
+        if (!failure.empty())
+        {
+            diskFailure = failure;
+            failedFile = openedFiles.load();
+        }
         fill = getFillPercentage();
     }
+    if (!failure.empty())
+        postDiskFailure(failure, failedFile);
     // Listeners are called without the disk mutex, so that one that sends
     // a message back cannot take the two mutexes in the wrong order.
     reportBuffering(fill, false);
     return written;
+}
+
+void AudioFilePlayer::postDiskFailure(const String& text, std::uint64_t file)
+{
+    ReportError(text);
+    // Not for a file opened since: its own pass decides for it.
+    const std::lock_guard disk(diskMutex);
+    if (openedFiles.load() == file)
+        diskStopped.store(true, std::memory_order_release);
 }
 
 void AudioFilePlayer::sendUnderrunReports()

@@ -48,6 +48,25 @@ void AudioFilePlayer::requireOpenFile() const
         throw Exception("No open file", KEL_HERE);
 }
 
+void AudioFilePlayer::requirePlayableFile()
+{
+    requireOpenFile();
+    String failure;
+    {
+        const std::lock_guard disk(diskMutex);
+        // Asked again at every start: a file rewritten while the player
+        // stood still would otherwise start from what the ring holds of it.
+        if (diskFailure.empty() && !reader->isUnchangedOnDisk())
+        {
+            diskFailure = "file changed on disk while playing: " + Quoted(reader->getFile().getFullPathName());
+            diskStopped.store(true, std::memory_order_release);
+        }
+        failure = diskFailure;
+    }
+    if (!failure.empty())
+        throw Exception(failure, KEL_HERE);
+}
+
 std::uint64_t AudioFilePlayer::millisecondsToFrames(double msec) const noexcept
 {
     const double frames = std::max(0.0, msec) * 0.001 * getSampleRate();
@@ -114,6 +133,8 @@ void AudioFilePlayer::OpenAudioFile(ScopedPointer<AudioFileReader> newReader)
         }
         resetRing(0);
         openedFiles.fetch_add(1);
+        diskFailure.clear();
+        diskStopped.store(false);
         reader = std::move(newReader);
         markerReports = std::move(newMarkers);
         fileLength.store(std::uint64_t(std::max<std::int64_t>(reader->getLengthInSamples(), 0)));
@@ -162,7 +183,7 @@ void AudioFilePlayer::PlayWhole()
 {
     const TransportChange change(*this);
     playing.store(false);
-    requireOpenFile();
+    requirePlayableFile();
     {
         const std::lock_guard disk(diskMutex);
         // The ring still holds the head of the file when nothing has been
@@ -191,7 +212,7 @@ void AudioFilePlayer::Seek(double msec)
 {
     const TransportChange change(*this);
     playing.store(false);
-    requireOpenFile();
+    requirePlayableFile();
     if (!(std::max(0.0, msec) > 0.0))
     {
         PlayWhole();
@@ -204,7 +225,7 @@ void AudioFilePlayer::Seek(double startMsec, double endMsec)
 {
     const TransportChange change(*this);
     playing.store(false);
-    requireOpenFile();
+    requirePlayableFile();
     const std::uint64_t a = millisecondsToFrames(startMsec);
     const std::uint64_t b = millisecondsToFrames(endMsec);
     playFrom(std::min(a, b), std::max(a, b));
@@ -280,7 +301,7 @@ void AudioFilePlayer::seekFirstMarker(const std::function<bool(const AudioFilesM
                                       const String& notFound)
 {
     const TransportChange change(*this);
-    requireOpenFile();
+    requirePlayableFile();
     const auto& markers = reader->getMarkers();
     if (markers.empty())
         throw Exception("there is no marker", KEL_HERE);
@@ -302,9 +323,12 @@ void AudioFilePlayer::Resume()
         return;
     const std::uint64_t soFar = played.load();
     if (soFar == 0 || soFar >= segmentLength.load())
+    {
         PlayWhole();
-    else
-        playing.store(true, std::memory_order_release);
+        return;
+    }
+    requirePlayableFile();
+    playing.store(true, std::memory_order_release);
 }
 
 void AudioFilePlayer::Switch()

@@ -37,7 +37,30 @@ public:
     std::int64_t getTotalLength() const override { return totalLength; }
     bool isExhausted() const override { return position >= totalLength; }
 
+    /** False once the file on disk is no longer the one opened: its size or
+        its modification time (to the nanosecond where the system keeps it)
+        differs from what the open handle showed right after opening, or the
+        handle cannot be asked any more. A rewrite in place (cp over it, a
+        re-export, truncate) shows; a file replaced by a rename does not
+        (the handle still reads the old file, which is intact). True when
+        the open could not take the identity. One fstat-class call; never
+        allocates; one thread at a time, as every call here. */
+    bool isUnchangedOnDisk() const;
+
 private:
+    /** What tells this file from a rewrite of it. */
+    struct DiskIdentity
+    {
+        std::int64_t size = -1;
+        std::int64_t modifiedSeconds = 0;
+        std::int64_t modifiedNanoseconds = 0;
+        bool operator==(const DiskIdentity&) const = default;
+    };
+
+    /** Fills identity from the open handle (not the path, which may name
+        another file by now); false when the system cannot tell. */
+    static bool readIdentity(std::FILE* openFile, DiskIdentity& identity);
+
     /** Reads from the file at an absolute position, seeking only when the
         handle stands elsewhere. */
     std::int64_t readAt(std::int64_t filePosition, void* dest, std::int64_t numBytes);
@@ -47,6 +70,7 @@ private:
 
     File file;
     std::FILE* handle = nullptr;
+    DiskIdentity openedIdentity;  // size -1: not known
     std::int64_t totalLength = 0;
     std::int64_t position = 0;
     std::int64_t handlePosition = 0;  // where the handle stands, -1 when unknown

@@ -61,7 +61,11 @@ StallingReader::StallingReader(ScopedPointer<AudioFileReader> wrapped, std::shar
 bool StallingReader::readSamples(SampleWord* const* destinations, std::int64_t numFrames, std::int64_t startFrame)
 {
     control->BeforeRead(startFrame, numFrames);
-    return inner->readSamples(destinations, numFrames, startFrame);
+    if (inner->readSamples(destinations, numFrames, startFrame))
+        return true;
+    if (const auto& unread = inner->getUnreadFrames(); !unread.empty())
+        noteUnreadFrames(unread.first, unread.last);
+    return false;
 }
 
 } // namespace kel::test

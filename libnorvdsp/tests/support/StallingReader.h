@@ -46,7 +46,8 @@ private:
     std::int64_t heldStart = -1;
 };
 
-/** Forwards every call to the reader it wraps, after asking its stall. */
+/** Forwards every call to the reader it wraps, after asking its stall, and
+    passes on what the wrapped reader says of frames it could not read. */
 class StallingReader : public AudioFileReader
 {
 public:
@@ -54,6 +55,7 @@ public:
 
     String getDefaultExtension() const override { return inner->getDefaultExtension(); }
     bool readSamples(SampleWord* const* destinations, std::int64_t numFrames, std::int64_t startFrame) override;
+    bool isUnchangedOnDisk() const override { return inner->isUnchangedOnDisk(); }
 
 private:
     ScopedPointer<AudioFileReader> inner;
