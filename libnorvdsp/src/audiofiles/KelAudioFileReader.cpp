@@ -28,6 +28,11 @@ bool AudioFileReader::isValid() const noexcept
         && metadata.bitsPerSample != 0 && metadata.numChannels != 0;
 }
 
+String AudioFileReader::NonFiniteSamplesWarning(const String& path)
+{
+    return "non-finite samples replaced by silence in " + Quoted(path);
+}
+
 void AudioFileReader::throwNotValid(const char* kind, SourceLocation where) const
 {
     throw Exception("file " + Quoted(file.getFullPathName()) + " is not a valid " + kind + " file", std::move(where));
@@ -124,8 +129,9 @@ bool AudioFileReader::readInterleavedSamples(SampleWord* const* destinations, st
             const auto got = std::max<std::int64_t>(0, input->Read(scratch.data(), chunkBytes));
             if (got < chunkBytes)
                 std::memset(scratch.data() + got, silenceByte, std::size_t(chunkBytes - got));
-            layout.convert(scratch.data(), bytesPerFrame, std::int32_t(chunkFrames), destinations, numFileChannels,
-                           lead + done);
+            if (layout.convert(scratch.data(), bytesPerFrame, std::int32_t(chunkFrames), destinations,
+                               numFileChannels, lead + done))
+                nonFiniteReplaced.store(true, std::memory_order_relaxed);
             done += chunkFrames;
         }
     }
