@@ -1,6 +1,8 @@
 // auvo5-sfplay decode FILE OUT
 // Every frame of every channel, read through the engine's reader in blocks
 // of at most 4096 frames, written as interleaved 32-bit float little-endian.
+// Non-finite samples come out as 0, and stderr shows the console's warning
+// about them, as the player posts it.
 #include <bit>
 #include <cstdint>
 #include <cstdio>
@@ -11,6 +13,7 @@
 #include "CliVerbs.h"
 #include "audiofiles/KelAudioFileReader.h"
 #include "common/KelException.h"
+#include "osc/KelHostNotifier.h"
 
 namespace cli {
 
@@ -68,6 +71,13 @@ int RunDecode(int argc, char** argv)
     }
     if (std::fclose(output.release()) != 0)
         throw kel::exceptions::ErrorWritingFile(out, KEL_HERE);
+    if (reader->hasReplacedNonFiniteSamples())
+    {
+        const auto warning = kel::AudioFileReader::NonFiniteSamplesWarning(reader->getFile().getFullPathName());
+        const auto line = kel::HostNotifier::ComposeConsoleText(warning, kel::HostNotifier::Level::warning);
+        std::fwrite(line.data(), 1, line.size(), stderr);
+        std::fputc('\n', stderr);
+    }
     return 0;
 }
 

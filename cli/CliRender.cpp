@@ -375,6 +375,11 @@ int RunRender(int argc, char** argv)
         reporter.updateBar();
     }
     reporter.setRenderedFrames(frames);
+    // The buffering thread warns after its passes, and the last one may have
+    // come too late for it. Its reports are no longer printed: they would
+    // come after the end of what was rendered.
+    player.RemoveListener(&reporter);
+    player.ReportNonFiniteSamples();
     reporter.updateBar(true);
     reporter.finishBar();
     writer.Finalise();

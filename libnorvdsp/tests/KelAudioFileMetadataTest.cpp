@@ -127,7 +127,8 @@ TEST(CueMarkers, MatchWhatLibsndfileReadsBack)
         {
             const auto& p = back.cue_points[i];
             EXPECT_EQ(markers[i]->position, std::int32_t(p.sample_offset));
-            // WAV keeps the identifier's low 16 bits and labels with it;
+            // WAV keeps the identifier's low 16 bits and, with no labl record
+            // from libsndfile, labels with it;
             // AIFF's identifiers are 16 bits and its markers carry names.
             EXPECT_EQ(markers[i]->identifier, isWav ? (p.indx & 0xFFFF) : std::int16_t(p.indx));
             EXPECT_EQ(markers[i]->label, isWav ? std::to_string(p.indx & 0xFFFF) : Field(p.name, 256));

@@ -27,7 +27,7 @@ using Kind = kel::test::RecordingPlayerListener::Event::Kind;
 constexpr int rate = 48000;
 
 // The WAV fixture: 3 channels of 24-bit noise, cue points 1, 2 and 3 (WAV
-// labels its markers with their IDs). The AIFF fixture: 2 channels of
+// labels unnamed markers with their IDs). The AIFF fixture: 2 channels of
 // 16-bit noise, named markers; the one labelled "7" has another ID.
 constexpr std::int64_t wavFrames = 60000;
 constexpr int wavChannels = 3;

@@ -28,6 +28,11 @@ bool AudioFileReader::isValid() const noexcept
         && metadata.bitsPerSample != 0 && metadata.numChannels != 0;
 }
 
+String AudioFileReader::NonFiniteSamplesWarning(const String& path)
+{
+    return "non-finite samples replaced by silence in " + Quoted(path);
+}
+
 void AudioFileReader::throwNotValid(const char* kind, SourceLocation where) const
 {
     throw Exception("file " + Quoted(file.getFullPathName()) + " is not a valid " + kind + " file", std::move(where));
@@ -158,15 +163,17 @@ bool AudioFileReader::readInterleavedSamples(SampleWord* const* destinations, st
                 // whole frames that came, say which ones did not, and let the
                 // rest be silent like the frames past the end.
                 const auto gotFrames = got / bytesPerFrame;
-                layout.convert(scratch.data(), bytesPerFrame, std::int32_t(gotFrames), destinations,
-                               numFileChannels, lead + done);
+                if (layout.convert(scratch.data(), bytesPerFrame, std::int32_t(gotFrames), destinations,
+                                   numFileChannels, lead + done))
+                    nonFiniteReplaced.store(true, std::memory_order_relaxed);
                 noteUnreadFrames(startFrame + done + gotFrames, startFrame + toRead - 1);
                 toRead = done + gotFrames;
                 complete = false;
                 break;
             }
-            layout.convert(scratch.data(), bytesPerFrame, std::int32_t(chunkFrames), destinations, numFileChannels,
-                           lead + done);
+            if (layout.convert(scratch.data(), bytesPerFrame, std::int32_t(chunkFrames), destinations,
+                               numFileChannels, lead + done))
+                nonFiniteReplaced.store(true, std::memory_order_relaxed);
             done += chunkFrames;
         }
     }

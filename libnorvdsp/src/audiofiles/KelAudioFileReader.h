@@ -9,6 +9,7 @@
 // The metadata accessors may be read by anyone once construction is done.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 #include "audiofiles/KelAudioFilesMetadata.h"
@@ -101,6 +102,13 @@ public:
 
     const File& getFile() const noexcept { return file; }
 
+    /** Whether a read has written 0 for a non-finite float sample of this
+        file (NaN, +-inf). Set by the reading thread; any thread may ask;
+        never blocks. */
+    bool hasReplacedNonFiniteSamples() const noexcept { return nonFiniteReplaced.load(std::memory_order_relaxed); }
+    /** The console's warning about that, for the file's path. */
+    static String NonFiniteSamplesWarning(const String& path);
+
     /** The reader for a file: an empty pointer for an empty path; throws
         kel::exceptions::NoSuchFile for a missing file, the reader's own
         error for an unreadable header and "File <path> is not a valid audio
@@ -150,6 +158,7 @@ protected:
     ScopedPointer<InputStream> input;
 
 private:
+    std::atomic<bool> nonFiniteReplaced{false};
     // Plain pointers here: an attribute cannot travel through a template
     // argument. They are handed out as SampleWord pointers.
     Vector<std::int32_t*> channelPointers;

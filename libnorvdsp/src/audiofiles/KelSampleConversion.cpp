@@ -5,6 +5,8 @@
 #include <cstring>
 #include <type_traits>
 
+#include "audiofiles/KelFiniteFloatRows.h"
+
 #if defined(__SSE2__) || defined(_M_X64)
 #define KEL_HAVE_SSE2 1
 #include <emmintrin.h>
@@ -134,9 +136,10 @@ std::uint32_t WordAt(const std::uint8_t* p)
 }
 
 /** Hands out rows of native 32-bit words, one row per frame and rowBytes
-    apart, to the channels: word c of row f goes to out[c][at + f]. */
-void StoreRows(const std::uint8_t* rows, std::size_t rowBytes, std::int32_t numFrames, std::uint32_t numChannels,
-               SampleWord* const* out, std::int64_t at)
+    apart, to the channels: word c of row f goes to out[c][at + f]. Returns
+    false: integers are never replaced (the signature is the float one's). */
+bool StoreRows(const std::uint8_t* rows, std::size_t rowBytes, std::int32_t numFrames, std::uint32_t numChannels,
+               SampleWord* const* out, std::int64_t at) noexcept
 {
     std::uint32_t c = 0;
 #if KEL_HAVE_SSE2
@@ -180,21 +183,27 @@ void StoreRows(const std::uint8_t* rows, std::size_t rowBytes, std::int32_t numF
         for (std::int32_t f = 0; f < numFrames; ++f)
             channel[f] = SampleWord(WordAt(rows + std::size_t(f) * rowBytes + std::size_t(c) * 4));
     }
+    return false;
 }
 
-template <typename Layout>
-void ConvertFrames(const std::uint8_t* source, std::int32_t bytesPerFrame, std::int32_t numFrames,
+/** Integer words pass as they are; with finiteOnly the words are float bits
+    and the non-finite ones become 0 (32-bit integers and floats share a
+    layout). Returns whether any did. */
+template <typename Layout, bool finiteOnly = false>
+bool ConvertFrames(const std::uint8_t* source, std::int32_t bytesPerFrame, std::int32_t numFrames,
                    SampleWord* const* destinations, std::uint32_t numChannels, std::int64_t offset)
 {
+    const auto store = finiteOnly ? &StoreFiniteFloatRows : &StoreRows;
+    bool replaced = false;
     const auto stride = std::size_t(bytesPerFrame);
     // Little-endian 32-bit words need no conversion: the frames themselves
     // are the rows to hand out.
     if constexpr (std::is_same_v<Layout, Word32LE> && std::endian::native == std::endian::little)
     {
         for (std::int32_t f = 0; f < numFrames; f += tileFrames)
-            StoreRows(source + std::size_t(f) * stride, stride, std::min(tileFrames, numFrames - f), numChannels,
-                      destinations, offset + f);
-        return;
+            replaced |= store(source + std::size_t(f) * stride, stride, std::min(tileFrames, numFrames - f),
+                              numChannels, destinations, offset + f);
+        return replaced;
     }
     alignas(16) std::uint32_t tile[tileFrames][tileChannels];
     for (std::int32_t f = 0; f < numFrames; f += tileFrames)
@@ -205,10 +214,11 @@ void ConvertFrames(const std::uint8_t* source, std::int32_t bytesPerFrame, std::
             const auto channels = std::min(tileChannels, numChannels - first);
             FillTile<Layout>(tile, source + std::size_t(f) * stride + std::size_t(first) * Layout::width, stride,
                              frames, channels);
-            StoreRows(reinterpret_cast<const std::uint8_t*>(tile), sizeof(tile[0]), frames, channels,
-                      destinations + first, offset + f);
+            replaced |= store(reinterpret_cast<const std::uint8_t*>(tile), sizeof(tile[0]), frames, channels,
+                              destinations + first, offset + f);
         }
     }
+    return replaced;
 }
 
 } // namespace
@@ -220,10 +230,10 @@ FrameConverter ChooseFrameConverter(std::uint32_t bitsPerSample, bool isFloat, S
     if (isFloat)
     {
         if (bitsPerSample == 32)
-            return little ? &ConvertFrames<Word32LE> : &ConvertFrames<Word32BE>;
+            return little ? &ConvertFrames<Word32LE, true> : &ConvertFrames<Word32BE, true>;
         if (bitsPerSample == 64)
-            return little ? &ConvertFrames<Double64<SampleByteOrder::littleEndian>>
-                          : &ConvertFrames<Double64<SampleByteOrder::bigEndian>>;
+            return little ? &ConvertFrames<Double64<SampleByteOrder::littleEndian>, true>
+                          : &ConvertFrames<Double64<SampleByteOrder::bigEndian>, true>;
         return nullptr;
     }
     switch (bitsPerSample)

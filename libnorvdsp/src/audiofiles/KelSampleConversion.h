@@ -2,6 +2,9 @@
 // integers or floats in either byte order become one 32-bit word per sample
 // in per-channel arrays (integers left-justified, floats as 32-bit float
 // bits), and the integer words become floats in place afterwards.
+// Floats that are not finite (NaN, +-inf, and doubles beyond the float range,
+// which become inf when narrowed) are written as 0: one such sample in a
+// file would otherwise poison every filter after the player.
 //
 // Any thread; nothing here allocates or blocks.
 #pragma once
@@ -33,13 +36,15 @@ enum class EightBitSamples
 };
 
 /** Converts numFrames interleaved frames (bytesPerFrame apart) into the
-    first numChannels destination arrays, at index offset onwards. */
-using FrameConverter = void (*)(const std::uint8_t* source, std::int32_t bytesPerFrame, std::int32_t numFrames,
+    first numChannels destination arrays, at index offset onwards. Returns
+    true when it wrote 0 for a non-finite float (never for integers). */
+using FrameConverter = bool (*)(const std::uint8_t* source, std::int32_t bytesPerFrame, std::int32_t numFrames,
                                 SampleWord* const* destinations, std::uint32_t numChannels, std::int64_t offset);
 
 /** The converter for a sample layout, or nullptr for a layout that is not
     read (then nothing is written): 8, 16, 24 and 32-bit integers, 32 and
-    64-bit floats (64-bit floats are narrowed to 32 bits). */
+    64-bit floats (64-bit floats are narrowed to 32 bits; non-finite floats
+    become 0). */
 FrameConverter ChooseFrameConverter(std::uint32_t bitsPerSample, bool isFloat, SampleByteOrder order,
                                     EightBitSamples eightBit);
 

@@ -167,13 +167,19 @@ void WavFileReader::walkRiffChunks(std::int64_t end)
             readBroadcastWaveChunk(size);
         }
         else if (code == FourCC("smpl") || code == FourCC("inst") || code == FourCC("INST")
-                 || code == FourCC("LIST") || code == FourCC("acid"))
+                 || code == FourCC("acid"))
         {
-            // loop points, instrument data and label lists are not read
+            // loop points and instrument data are not read
         }
         else if (code == FourCC("cue "))
         {
             readCueChunk(size);
+        }
+        else if (code == FourCC("LIST"))
+        {
+            // Read, no longer skipped: every editor writes its cue names
+            // here, and without them a marker could only be found by ID.
+            readListChunk(size);
         }
         else if (code == FourCC("axml"))
         {
@@ -190,6 +196,7 @@ void WavFileReader::walkRiffChunks(std::int64_t end)
         }
         input->setPosition(next);
     }
+    nameCuePoints();
 }
 
 void WavFileReader::walkWave64Chunks()
@@ -339,7 +346,25 @@ void WavFileReader::readCueChunk(std::int64_t size)
         cueMetadata[prefix + "Offset"] = ToString(field(record + 20));
         const auto markerIdentifier = std::int32_t(identifier & 0xFFFFu);
         metadata.AddMarker(markerIdentifier, std::int32_t(field(record + 20)), ToString(markerIdentifier));
+        cueIdentifiers.PushBack(identifier);
     }
+}
+
+void WavFileReader::readListChunk(std::int64_t size)
+{
+    if (size < 4 || std::uint32_t(input->ReadInt32LittleEndian()) != FourCC("adtl"))
+        return;  // "INFO" and the other lists hold no cue names
+    // Only the bytes really present, as for "cue ".
+    const auto records = input->ReadIntoMemory(std::min<std::int64_t>(size - 4, maxMetadataChunkBytes));
+    ReadCueLabels(records.data(), records.size(), cueLabels);
+}
+
+void WavFileReader::nameCuePoints()
+{
+    // After the walk: "LIST" may come before or after "cue ".
+    for (std::size_t i = 0; i < cueIdentifiers.size() && i < metadata.markers.size(); ++i)
+        if (const auto found = cueLabels.find(cueIdentifiers[i]); found != cueLabels.end())
+            metadata.markers[i]->label = found->second;
 }
 
 void WavFileReader::readChannelAllocation(std::int64_t size)

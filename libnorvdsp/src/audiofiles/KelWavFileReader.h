@@ -3,12 +3,16 @@
 // extensible format's PCM, float and ambisonic B-format PCM sub-formats, and
 // a list of compressed format tags whose bytes are read as PCM of the
 // declared width (no decoding). It keeps "bext", "cue ", "axml" and "chna".
-// Ignored: "smpl", "inst", "LIST", "acid", "fact", "junk" and every other
+// Ignored: "smpl", "inst", other lists, "acid", "fact", "junk" and every other
 // chunk (a zero-length unknown chunk ends the header walk). In an RF64 file
 // the chunks after the sound are found through the "ds64" data size. Files
 // beginning with "BW64" are refused. Metadata chunks are read no further
 // than 128 MB (a coding history no further than 1 MB), whatever their size
 // fields say.
+// Cue points take their names from the "labl" records of "LIST" chunks of
+// type "adtl", before or after "cue " (KelCueLabels.h); a cue point without
+// one is labelled with its identifier. Wave64 files have no cue points here
+// (Sony keeps their markers in a chunk of its own), so no names either.
 //
 // Threads and blocking as for every kel::AudioFileReader.
 #pragma once
@@ -16,6 +20,7 @@
 #include <map>
 
 #include "audiofiles/KelAudioFileReader.h"
+#include "audiofiles/KelCueLabels.h"
 
 namespace kel {
 
@@ -60,6 +65,8 @@ private:
     void noteDataChunk(std::int64_t payloadStart, std::int64_t size);
     void readBroadcastWaveChunk(std::int64_t size);
     void readCueChunk(std::int64_t size);
+    void readListChunk(std::int64_t size);
+    void nameCuePoints();
     void readChannelAllocation(std::int64_t size);
     void settleLayout();
 
@@ -68,6 +75,8 @@ private:
     ChannelAllocation chna;
     bool ambisonicBFormat = false;
     std::map<String, String> cueMetadata;
+    Vector<std::uint32_t> cueIdentifiers;  // each marker's whole identifier (the marker keeps 16 bits)
+    CueLabels cueLabels;
     InterleavedLayout layout;
     std::int64_t dataSize = 0;
 };

@@ -247,6 +247,15 @@ public:
     /** Wakes the buffering thread now (an offline renderer that waits for
         the ring). Any thread; never blocks for long. */
     void RequestBuffering() noexcept;
+
+    /** Warns "non-finite samples replaced by silence in" the open file's
+        quoted path, once per opened file, when its reader has replaced any.
+        The buffering thread calls it after each disk pass; a host that
+        stops playing for good (an offline renderer) may call it once more,
+        from the message thread, for the last pass's samples. Takes the disk
+        mutex: blocks while a disk pass runs. */
+    void ReportNonFiniteSamples();
+
     /** Whether a block of numFrames can be rendered from what the ring holds
         (or the player is not playing, or the ring holds everything left of
         a segment that does not loop). For an offline renderer that waits for
@@ -416,6 +425,7 @@ private:
     std::atomic<bool> diskStopped{false};
     std::atomic<std::uint64_t> openedFiles{0};      // counts opens: names the file an underrun was in
     String previousFilePath;                        // under the disk mutex: the file before the open one
+    std::uint64_t nonFiniteWarnedFile = 0;          // under the disk mutex: the openedFiles last warned about
     // Main thread: the sample-rate warning goes out once per file and rate.
     std::uint64_t warnedFile = 0;
     double warnedRate = 0.0;

@@ -1,6 +1,7 @@
 // The disk side of the ring: one disk pass (at most 4096 frames read from the
 // file into the ring, each ring frame tagged with the file frame it holds)
-// and the buffering thread that runs passes and reports underruns.
+// and the buffering thread that runs passes and reports underruns and
+// non-finite samples.
 //
 // A pass holds the disk mutex for its whole length. It writes only ring
 // frames the audio side has finished with (the free part, counted by
@@ -53,6 +54,7 @@ void AudioFilePlayer::BufferingThread::run()
             wait(1.0);
         const std::uint64_t written = player->readSamplesFromDisk();
         player->sendUnderrunReports();
+        player->ReportNonFiniteSamples();
         if (shouldExit())
             return;
         // Pass after pass while they bring something and the ring has room,
@@ -221,6 +223,20 @@ void AudioFilePlayer::sendUnderrunReports()
                               .AddFloat64(milliseconds));
         sendToListeners(report, false);
     }
+}
+
+void AudioFilePlayer::ReportNonFiniteSamples()
+{
+    String path;
+    {
+        const std::lock_guard disk(diskMutex);
+        const std::uint64_t file = openedFiles.load();
+        if (reader == nullptr || !reader->hasReplacedNonFiniteSamples() || nonFiniteWarnedFile == file)
+            return;
+        nonFiniteWarnedFile = file;
+        path = reader->getFile().getFullPathName();
+    }
+    ReportWarning(AudioFileReader::NonFiniteSamplesWarning(path));
 }
 
 } // namespace kel

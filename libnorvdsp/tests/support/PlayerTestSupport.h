@@ -30,7 +30,7 @@ struct FixtureMarker
 {
     int id;
     std::uint32_t position;
-    std::string name;  // AIFF keeps names; WAV labels its markers with their IDs
+    std::string name;  // AIFF keeps names; libsndfile writes none to WAV (labelled with IDs)
 };
 
 /** Noise written by libsndfile (WriteWithSndfile) with cue markers, then
