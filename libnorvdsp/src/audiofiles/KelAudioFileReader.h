@@ -76,15 +76,19 @@ public:
 
     const File& getFile() const noexcept { return file; }
 
-    /** The reader for a file: an empty pointer for an empty path; throws
-        kel::exceptions::NoSuchFile for a missing file, the reader's own
-        error for an unreadable header and "File <path> is not a valid audio
-        file." when nothing fits. Control side; blocks on the disk. */
+    /** The reader for a file, which is opened once and recognised by its
+        content before its extension (audiofiles/KelAudioFormatDetection.h):
+        an empty pointer for an empty path; throws
+        kel::exceptions::NoSuchFile when nothing exists there, "permission
+        denied: <path>", "not a regular file: <path>" (a directory, FIFO or
+        device, which is never opened in a way that could block), "empty
+        file: <path>", the reader's own error for an unreadable header and
+        "File <path> is not a valid audio file." when nothing fits.
+        Control side; blocks on the disk. */
     static ScopedPointer<AudioFileReader> CreateReaderFor(const File& file);
 
-    /** "AIFF File", "WAV File" or "MP3 File" by the first four bytes, then by
-        the extension; "unknown" otherwise, or when the file cannot be opened.
-        Any thread; blocks on the disk. */
+    /** The format name CreateReaderFor goes by; "unknown" also when the file
+        cannot be opened. Any thread; blocks on the disk. */
     static String detectFormatName(const File& file);
     static bool isAiffFile(const File& file);
     static bool isWavFile(const File& file);
