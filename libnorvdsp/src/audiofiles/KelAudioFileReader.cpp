@@ -216,4 +216,13 @@ ScopedPointer<AudioFileReader> AudioFileReader::CreateReaderFor(const File& file
     return reader;
 }
 
+String AudioFileReader::getLengthWarning() const
+{
+    const auto declared = getDeclaredLengthInSamples();
+    if (declared == metadata.lengthInSamples)
+        return {};
+    return "header of " + Quoted(file.getFullPathName()) + " declares " + ToString(declared)
+         + " frames, the file holds " + ToString(metadata.lengthInSamples);
+}
+
 } // namespace kel

@@ -30,7 +30,14 @@ public:
     const AudioFilesMetadata& getMetadata() const noexcept { return metadata; }
     double getSampleRate() const noexcept { return metadata.sampleRate; }
     std::uint32_t getBitsPerSample() const noexcept { return metadata.bitsPerSample; }
+    /** The whole frames the file holds, which every reader and player goes by. */
     std::int64_t getLengthInSamples() const noexcept { return metadata.lengthInSamples; }
+    /** The frame count the header declares, which may differ (a streaming
+        placeholder, or a size beyond the end of a cut file). */
+    std::int64_t getDeclaredLengthInSamples() const noexcept
+    {
+        return metadata.declaredLengthInSamples < 0 ? metadata.lengthInSamples : metadata.declaredLengthInSamples;
+    }
     std::uint32_t getNumChannels() const noexcept { return metadata.numChannels; }
     bool usesFloatingPointData() const noexcept { return metadata.usesFloatingPointData; }
     const String& getFormatName() const noexcept { return metadata.formatName; }
@@ -75,6 +82,12 @@ public:
     bool isValid() const noexcept;
 
     const File& getFile() const noexcept { return file; }
+
+    /** "header of <quoted path> declares <N> frames, the file holds <M>"
+        when the header's length is not what the file holds (see
+        getDeclaredLengthInSamples), else empty. Posted once per open by
+        whoever opened the file. Any thread; allocates. */
+    String getLengthWarning() const;
 
     /** The reader for a file, which is opened once and recognised by its
         content before its extension (audiofiles/KelAudioFormatDetection.h):
