@@ -37,6 +37,7 @@ int RunDecode(int argc, char** argv)
     const auto reader = kel::AudioFileReader::CreateReaderFor(in);
     if (reader == nullptr)
         throw kel::Exception("no file given", KEL_HERE);
+    WarnAboutLength(*reader);
 
     std::unique_ptr<std::FILE, FileCloser> output(std::fopen(out.getFullPathName().c_str(), "wb"));
     if (output == nullptr)

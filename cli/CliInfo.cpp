@@ -21,6 +21,7 @@ int RunInfo(int argc, char** argv)
     const auto reader = kel::AudioFileReader::CreateReaderFor(kel::File(argv[0]));
     if (reader == nullptr)
         throw kel::Exception("no file given", KEL_HERE);
+    WarnAboutLength(*reader);
     kel::OscBundle bundle;
     kel::AppendMetadataDump(reader->getFile(), reader->getMetadata(), bundle);
     const auto text = bundle.toString();

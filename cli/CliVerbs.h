@@ -5,6 +5,10 @@
 #include <exception>
 #include <string_view>
 
+namespace kel {
+class AudioFileReader;
+}
+
 namespace cli {
 
 struct Verb
@@ -22,5 +26,9 @@ int RunRender(int argc, char** argv);
 
 /** Prints the exception's full text on stderr; returns 1. */
 int ReportFailure(const std::exception& e);
+
+/** Prints, on stderr as a host's console would show it, the warning of a
+    file whose header declares another length than the file holds. */
+void WarnAboutLength(const kel::AudioFileReader& reader);
 
 } // namespace cli

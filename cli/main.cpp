@@ -5,8 +5,10 @@
 #include <string>
 
 #include "CliVerbs.h"
+#include "audiofiles/KelAudioFileReader.h"
 #include "common/KelConsoleText.h"
 #include "common/KelException.h"
+#include "osc/KelHostNotifier.h"
 
 namespace cli {
 
@@ -64,6 +66,16 @@ int ReportFailure(const std::exception& e)
     std::fwrite(text.data(), 1, text.size(), stderr);
     std::fputc('\n', stderr);
     return 1;
+}
+
+void WarnAboutLength(const kel::AudioFileReader& reader)
+{
+    const auto warning = reader.getLengthWarning();
+    if (warning.empty())
+        return;
+    const auto line = kel::HostNotifier::ComposeConsoleText(warning, kel::HostNotifier::Level::warning);
+    std::fwrite(line.data(), 1, line.size(), stderr);
+    std::fputc('\n', stderr);
 }
 
 } // namespace cli

@@ -1,4 +1,4 @@
-// The factory: which reader a file gets (magic first, then extension), the
+// The factory: which reader a file gets (content first, then extension), the
 // errors in the system's own words, and read()'s contract with the buffer.
 #include <filesystem>
 
@@ -23,6 +23,15 @@ ByteBuilder SmallWav()
     return kel::test::RiffWave(ByteBuilder()
                                    .riffChunk("fmt ", kel::test::WavFormat(1, 1, 8000, 16))
                                    .riffChunk("data", ByteBuilder().le16(0x4000).le16(0xC000).le16(0x2000)));
+}
+
+/** Frames of MPEG-1 Layer III, 128 kbit/s, 44.1 kHz, of zeros. */
+ByteBuilder MpegFrames(int count)
+{
+    ByteBuilder b;
+    for (int i = 0; i < count; ++i)
+        b.raw({0xFF, 0xFB, 0x90, 0x00}).zeros(417 - 4);
+    return b;
 }
 
 ByteBuilder SmallAiff()
@@ -60,7 +69,19 @@ TEST(AudioFileFactory, ChoosesByMagicThenByExtension)
         {"text.amb", ByteBuilder().text("hello"), wav, "file {path} is not a valid WAV file"},
         {"text.uhj", ByteBuilder().text("hello"), wav, "file {path} is not a valid WAV file"},
         {"text.txt", ByteBuilder().text("hello"), unknown, "File {path} is not a valid audio file."},
-        {"noextension", ByteBuilder(), unknown, "File {path} is not a valid audio file."},
+        {"noextension", ByteBuilder().text("hello"), unknown, "File {path} is not a valid audio file."},
+        // The content decides before the name.
+        {"id3-named.wav", ByteBuilder().text("ID3").raw({3, 0, 0, 0, 0, 0, 4}).text("junk").text("hello"), mp3,
+         "file {path} is not a valid MP3 file"},
+        {"w64-named.txt",
+         ByteBuilder().raw({0x72, 0x69, 0x66, 0x66, 0x2E, 0x91, 0xCF, 0x11, 0xA5, 0xD6, 0x28, 0xDB, 0x04, 0xC1, 0x00,
+                            0x00})
+             .le64(100).text("wavx").zeros(12),
+         wav, "invalid wave chunk for w64"},
+        {"mpeg-frames.txt", MpegFrames(3), mp3, mp3},
+        // One frame header with no second where the frame ends says nothing.
+        {"lone-header.wav", MpegFrames(1).text("not a second frame header"), wav,
+         "file {path} is not a valid WAV file"},
         {"bw64.txt", ByteBuilder().text("BW64").le32(0).text("WAVE"), wav, "BW64 chunk is not handled"},
     };
     for (const auto& c : cases)
@@ -100,7 +121,7 @@ TEST(AudioFileFactory, MissingEmptyAndUnreadablePaths)
     std::filesystem::create_directory(folder);
     EXPECT_EQ(kel::AudioFileReader::detectFormatName(kel::File(folder)), "unknown");
     EXPECT_EQ(ThrownMessage([&] { kel::AudioFileReader::CreateReaderFor(kel::File(folder)); }),
-              "File \"" + folder + "\" is not a valid audio file.");
+              "not a regular file: " + folder);
 }
 
 TEST(AudioFileFactory, AQuotedPathIsNotQuotedAgain)

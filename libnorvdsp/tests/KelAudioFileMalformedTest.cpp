@@ -110,12 +110,57 @@ std::vector<Case> WavCases()
          RiffWave(ByteBuilder().riffChunk("junk", ByteBuilder().zeros(3)).riffChunk("fmt ", fmt16)
                       .riffChunk("data", data16)),
          "", [=](kel::AudioFileReader& r) { ExpectFrames(r, 1, {200 * s, -200 * s, 300 * s, -300 * s}); }},
-        {"data longer than the file reads zeros beyond", "a.wav",
-         RiffWave(ByteBuilder().riffChunk("fmt ", fmt16).text("data").le32(0xFFFFFFF0).append(data16)), "",
+        {"data longer than the file holds the frames that are there", "a.wav",
+         RiffWave(ByteBuilder().riffChunk("fmt ", fmt16).text("data").le32(0xFFFFFFF0).append(data16).u8(7)), "",
          [=](kel::AudioFileReader& r) {
-             EXPECT_EQ(r.getLengthInSamples(), 0xFFFFFFF0 / 4);
+             EXPECT_EQ(r.getLengthInSamples(), 3);
+             EXPECT_EQ(r.getDeclaredLengthInSamples(), 0xFFFFFFF0 / 4);
              ExpectFrames(r, 2, {300 * s, -300 * s, 0, 0, 0, 0});
-             ExpectFrames(r, r.getLengthInSamples() - 1, {0, 0, 0, 0});
+         }},
+        // A recorder that stopped before it wrote the sizes.
+        {"a data size of 0 followed by sound is a placeholder", "a.wav",
+         ByteBuilder().text("RIFF").le32(36).text("WAVE").riffChunk("fmt ", fmt16).text("data").le32(0)
+             .append(data16),
+         "",
+         [=](kel::AudioFileReader& r) {
+             EXPECT_EQ(r.getLengthInSamples(), 3);
+             EXPECT_EQ(r.getDeclaredLengthInSamples(), 0);
+             ExpectFrames(r, 0, {100 * s, -100 * s, 200 * s, -200 * s, 300 * s, -300 * s});
+         }},
+        {"a data size of 0 followed by a chunk is an empty chunk", "a.wav",
+         RiffWave(ByteBuilder().riffChunk("fmt ", fmt16).riffChunk("data", {})
+                      .riffChunk("LIST", ByteBuilder().text("INFO").riffChunk("ISFT", ByteBuilder().text("x").u8(0)))),
+         "",
+         [](kel::AudioFileReader& r) {
+             EXPECT_EQ(r.getLengthInSamples(), 0);
+             EXPECT_EQ(r.getDeclaredLengthInSamples(), 0);
+         }},
+        {"a RIFF size of 0 and a data size of all ones", "a.wav",
+         ByteBuilder().text("RIFF").le32(0).text("WAVE").riffChunk("fmt ", fmt16).text("data").le32(0xFFFFFFFF)
+             .append(data16),
+         "",
+         [](kel::AudioFileReader& r) {
+             EXPECT_EQ(r.getLengthInSamples(), 3);
+             EXPECT_EQ(r.getDeclaredLengthInSamples(), 0xFFFFFFFF / 4);
+         }},
+        {"RF64 sizes of all ones in ds64", "a.wav",
+         ByteBuilder().text("RF64").le32(0xFFFFFFFF).text("WAVE")
+             .riffChunk("ds64", ByteBuilder().le64(~0ull).le64(~0ull).le64(0).le32(0))
+             .riffChunk("fmt ", fmt16).text("data").le32(0xFFFFFFFF).append(data16),
+         "",
+         [=](kel::AudioFileReader& r) {
+             EXPECT_EQ(r.getLengthInSamples(), 3);
+             ExpectFrames(r, 2, {300 * s, -300 * s});
+         }},
+        {"an RF64 data size of 0 followed by a chunk is an empty chunk", "a.wav",
+         ByteBuilder().text("RF64").le32(0xFFFFFFFF).text("WAVE")
+             .riffChunk("ds64", ByteBuilder().le64(0).le64(0).le64(0).le32(0))
+             .riffChunk("fmt ", fmt16).text("data").le32(0xFFFFFFFF)
+             .riffChunk("cue ", ByteBuilder().le32(1).le32(3).le32(0).text("data").le32(0).le32(0).le32(1)),
+         "",
+         [](kel::AudioFileReader& r) {
+             EXPECT_EQ(r.getLengthInSamples(), 0);
+             EXPECT_EQ(r.getMarkers().size(), 1u);
          }},
         {"65535 channels read one frame at a time", "a.wav",
          RiffWave(ByteBuilder().riffChunk("fmt ", WavFormat(1, 65535, 8000, 16))
@@ -294,12 +339,34 @@ std::vector<Case> AiffCases()
              EXPECT_EQ(r.getLengthInSamples(), 5);
              ExpectFrames(r, 0, {100 * s, 200 * s});
          }},
-        {"a COMM count beyond SSND is cut down", "a.aiff",
+        {"a COMM count beyond SSND is cut down to the file", "a.aiff",
          form("AIFF", ByteBuilder().aiffChunk("COMM", comm(1, 1000, 16, 8000)).aiffChunk("SSND", ssnd({100, 200}))),
          "",
          [=](kel::AudioFileReader& r) {
-             EXPECT_EQ(r.getLengthInSamples(), 6);  // the size counts the offset fields too
-             ExpectFrames(r, 0, {100 * s, 200 * s});
+             EXPECT_EQ(r.getDeclaredLengthInSamples(), 6);  // the size counts the offset fields too
+             EXPECT_EQ(r.getLengthInSamples(), 2);
+             ExpectFrames(r, 0, {100 * s, 200 * s, 0});
+         }},
+        {"a COMM count beyond SSND, with a chunk after it", "a.aiff",
+         form("AIFF", ByteBuilder().aiffChunk("COMM", comm(1, 1000, 16, 8000)).aiffChunk("SSND", ssnd({100, 200}))
+                          .aiffChunk("COMT", ByteBuilder().be16(0))),
+         "", [](kel::AudioFileReader& r) { EXPECT_EQ(r.getLengthInSamples(), 6); }},
+        {"sizes and counts of all ones", "a.aiff",
+         ByteBuilder().text("FORM").be32(0xFFFFFFFF).text("AIFF").aiffChunk("COMM", comm(1, 0xFFFFFFFF, 16, 8000))
+             .text("SSND").be32(0xFFFFFFFF).append(ssnd({100, 200, 300})),
+         "",
+         [=](kel::AudioFileReader& r) {
+             EXPECT_EQ(r.getLengthInSamples(), 3);
+             ExpectFrames(r, 0, {100 * s, 200 * s, 300 * s});
+         }},
+        {"a COMM count of 0 with a whole SSND", "a.aiff",
+         form("AIFF", ByteBuilder().aiffChunk("COMM", comm(1, 0, 16, 8000)).aiffChunk("SSND", ssnd({100, 200}))
+                          .aiffChunk("COMT", ByteBuilder().be16(0))),
+         "",
+         [=](kel::AudioFileReader& r) {
+             EXPECT_EQ(r.getDeclaredLengthInSamples(), 0);
+             EXPECT_EQ(r.getLengthInSamples(), 2);
+             ExpectFrames(r, 0, {100 * s, 200 * s, 0});
          }},
         {"a negative chunk size ends the walk", "a.aiff",
          form("AIFF", ByteBuilder().aiffChunk("COMM", comm(1, 2, 16, 8000)).text("JUNK").be32(0xFFFFFFF0).zeros(8)),

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
 
 #include "audiofiles/KelFourCC.h"
 #include "common/KelException.h"
@@ -38,7 +39,9 @@ void AiffFileReader::readHeader()
     if (std::uint32_t(input->ReadInt32BigEndian()) != FourCCBigEndian("FORM"))
         return;
     const auto formSize = std::uint32_t(input->ReadInt32BigEndian());
-    const auto end = input->getPosition() + std::int64_t(formSize);
+    // 0 is a placeholder (a writer to a pipe): the walk goes on to the end.
+    const auto end = formSize == 0 ? std::numeric_limits<std::int64_t>::max()
+                                   : input->getPosition() + std::int64_t(formSize);
     const auto formType = std::uint32_t(input->ReadInt32BigEndian());
     if (formType != FourCCBigEndian("AIFF") && formType != FourCCBigEndian("AIFC"))
         return;
@@ -50,8 +53,9 @@ void AiffFileReader::readHeader()
         const auto size = input->ReadInt32BigEndian();
         const auto payloadStart = input->getPosition();
         auto next = payloadStart + size;
-        // A negative size would step backwards and could cycle for ever.
-        if (next < payloadStart)
+        // A negative size would step backwards and could cycle for ever (the
+        // sound chunk's all ones is a placeholder, taken care of there).
+        if (next < payloadStart && code != FourCCBigEndian("SSND"))
             break;
 
         if (code == FourCCBigEndian("FVER"))
@@ -70,13 +74,9 @@ void AiffFileReader::readHeader()
         else if (code == FourCCBigEndian("SSND"))
         {
             seenSound = true;
-            const auto offset = std::uint32_t(input->ReadInt32BigEndian());
-            layout.dataStart = input->getPosition() + 4 + std::int64_t(offset);
-            // The size still counts the offset and block-size fields: kept so.
-            if (layout.bytesPerFrame >= 1)
-                metadata.lengthInSamples = std::min<std::int64_t>(metadata.lengthInSamples, size / layout.bytesPerFrame);
-            else
-                metadata.lengthInSamples = 0;
+            // Sound that runs to the end of the file is followed by nothing.
+            if (!noteSoundChunk(payloadStart, std::uint32_t(size)))
+                break;
         }
         else
         {
@@ -91,6 +91,51 @@ void AiffFileReader::readHeader()
             ++next;
         input->setPosition(next);
     }
+    settleLength();
+}
+
+bool AiffFileReader::noteSoundChunk(std::int64_t payloadStart, std::uint32_t size)
+{
+    const auto offset = std::uint32_t(input->ReadInt32BigEndian());
+    layout.dataStart = input->getPosition() + 4 + std::int64_t(offset);
+    sound.seen = true;
+    sound.chunkEnd = payloadStart + std::int64_t(size);
+    // 0 and all ones are placeholders; no chunk is shorter than its offset
+    // and block-size fields.
+    sound.placeholder = size < 8 || size == 0xFFFFFFFFu;
+    // The size still counts the offset and block-size fields: kept so.
+    if (layout.bytesPerFrame >= 1)
+        metadata.lengthInSamples = std::min<std::int64_t>(metadata.lengthInSamples, size / layout.bytesPerFrame);
+    else
+        metadata.lengthInSamples = 0;
+    const auto streamLength = input->getTotalLength();
+    return !sound.placeholder && (streamLength <= 0 || sound.chunkEnd <= streamLength);
+}
+
+void AiffFileReader::settleLength()
+{
+    metadata.declaredLengthInSamples = metadata.lengthInSamples;
+    const auto bytesPerFrame = layout.bytesPerFrame;
+    const auto streamLength = input->getTotalLength();
+    if (!sound.seen || bytesPerFrame < 1 || streamLength <= 0)
+        return;
+    const auto fileFrames = std::max<std::int64_t>(0, streamLength - layout.dataStart) / bytesPerFrame;
+    const bool countUnset = sound.commonFrames == 0 || sound.commonFrames == 0xFFFFFFFFu;
+    if (sound.placeholder || sound.chunkEnd > streamLength)
+    {
+        // The sound runs to the end of the file; a frame count that is no
+        // placeholder may still end it earlier.
+        metadata.lengthInSamples = countUnset ? fileFrames : std::min<std::int64_t>(sound.commonFrames, fileFrames);
+    }
+    else if (countUnset)
+    {
+        // Only the chunk tells, and it lies whole in the file.
+        metadata.lengthInSamples = std::max<std::int64_t>(0, sound.chunkEnd - layout.dataStart) / bytesPerFrame;
+    }
+    else
+    {
+        metadata.lengthInSamples = std::min(metadata.lengthInSamples, fileFrames);
+    }
 }
 
 bool AiffFileReader::readCommonChunk(std::int32_t size)
@@ -98,7 +143,8 @@ bool AiffFileReader::readCommonChunk(std::int32_t size)
     // Negative counts or widths are nonsense: taken as 0, the file is invalid.
     const auto channels = std::max<std::int16_t>(0, input->ReadInt16BigEndian());
     metadata.numChannels = std::uint32_t(channels);
-    metadata.lengthInSamples = std::uint32_t(input->ReadInt32BigEndian());
+    sound.commonFrames = std::uint32_t(input->ReadInt32BigEndian());
+    metadata.lengthInSamples = sound.commonFrames;
     const auto bits = std::max<std::int16_t>(0, input->ReadInt16BigEndian());
     metadata.bitsPerSample = std::uint32_t(bits);
     layout.bytesPerFrame = std::int32_t(bits) * channels / 8;

@@ -3,7 +3,10 @@
 // 32-bit big-endian floats ("fl32"/"FL32"), with the markers of a "MARK"
 // chunk. Every other AIFF-C compression type makes the file invalid. The
 // header walk of an AIFF-C file ends once "FVER", "COMM" and "SSND" have been
-// seen; other chunks ("COMT", "INST", "APPL", ...) are skipped.
+// seen; other chunks ("COMT", "INST", "APPL", ...) are skipped. A size or a
+// frame count that is a streaming placeholder, or that reaches beyond the
+// end of the file, gives way to the whole frames the file holds
+// (audiofiles/KelSoundExtent.h).
 //
 // Threads and blocking as for every kel::AudioFileReader.
 #pragma once
@@ -34,6 +37,22 @@ private:
     /** Returns false when the walk must stop. */
     bool readCommonChunk(std::int32_t size);
     void readMarkerChunk();
+    /** Notes where the sound starts; false when it runs to the end of the
+        file (a placeholder size, or one beyond the end). */
+    bool noteSoundChunk(std::int64_t payloadStart, std::uint32_t size);
+    /** The frames the file holds, against the declared count (see
+        audiofiles/KelSoundExtent.h). */
+    void settleLength();
+
+    /** What the header says about the sound. */
+    struct SoundChunk
+    {
+        std::uint32_t commonFrames = 0;  // the "COMM" frame count
+        std::int64_t chunkEnd = 0;       // where "SSND" ends by its size
+        bool placeholder = false;        // "SSND" declares no usable size
+        bool seen = false;
+    };
+    SoundChunk sound;
 
     MemoryBlock scratch;
     InterleavedLayout layout;

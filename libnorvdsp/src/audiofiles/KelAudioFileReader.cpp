@@ -5,7 +5,7 @@
 #include <limits>
 
 #include "audiofiles/KelAiffFileReader.h"
-#include "audiofiles/KelFourCC.h"
+#include "audiofiles/KelAudioFormatDetection.h"
 #include "audiofiles/KelMP3FileReader.h"
 #include "audiofiles/KelWavFileReader.h"
 #include "common/KelException.h"
@@ -137,12 +137,9 @@ bool AudioFileReader::readInterleavedSamples(SampleWord* const* destinations, st
         startFrame = 0;
     }
     const auto bytesPerFrame = layout.bytesPerFrame;
-    // A header that promises more frames than the stream held when it was
-    // opened reads as silence beyond them, as past its length; a short read
-    // of frames the stream did hold means the file shrank or the disk failed.
-    auto length = metadata.lengthInSamples;
-    if (const auto held = input != nullptr ? input->getTotalLength() : 0; held > 0 && bytesPerFrame > 0)
-        length = std::min(length, std::max<std::int64_t>(0, held - layout.dataStart) / bytesPerFrame);
+    // The length is what the stream held when the header was read, so a
+    // short read means the file shrank or the disk failed.
+    const auto length = metadata.lengthInSamples;
     std::int64_t toRead = 0;
     if (startFrame < length && bytesPerFrame > 0)
         toRead = std::min(length - startFrame, numFrames - lead);
@@ -199,21 +196,7 @@ String AudioFileReader::detectFormatName(const File& file)
     FileReader reader(file);
     if (!reader.openedOk())
         return AudioFilesMetadata::unknownFormatName;
-    const auto magic = std::uint32_t(reader.ReadInt32LittleEndian());
-    if (magic == FourCC("FORM"))
-        return AudioFilesMetadata::aiffFormatName;
-    if (magic == FourCC("RIFF") || magic == FourCC("RF64") || magic == FourCC("BW64"))
-        return AudioFilesMetadata::wavFormatName;
-
-    const auto extension = ToLowerAscii(file.getFileExtension());
-    if (extension == ".aiff" || extension == ".aif")
-        return AudioFilesMetadata::aiffFormatName;
-    if (extension == ".wav" || extension == ".w64" || extension == ".bwf" || extension == ".bw64"
-        || extension == ".amb" || extension == ".uhj")
-        return AudioFilesMetadata::wavFormatName;
-    if (extension == ".mp3")
-        return AudioFilesMetadata::mp3FormatName;
-    return AudioFilesMetadata::unknownFormatName;
+    return DetectAudioFormat(reader, file);
 }
 
 bool AudioFileReader::isAiffFile(const File& file)
@@ -229,35 +212,62 @@ bool AudioFileReader::isMp3File(const File& file)
     return detectFormatName(file) == AudioFilesMetadata::mp3FormatName;
 }
 
+namespace {
+
+/** Says why a file did not open, in the words a user can act on. */
+[[noreturn]] void ThrowOpenFailure(const FileReader& stream, const File& file)
+{
+    const String& path = file.getFullPathName();
+    switch (stream.getOpenFailure())
+    {
+        case OpenFailure::noSuchFile:
+            throw exceptions::NoSuchFile(file, KEL_HERE);
+        case OpenFailure::permissionDenied:
+            throw Exception("permission denied: " + path, KEL_HERE);
+        case OpenFailure::notRegularFile:
+            throw Exception("not a regular file: " + path, KEL_HERE);
+        case OpenFailure::none:
+        case OpenFailure::other:
+            break;
+    }
+    throw Exception("could not open " + path + ": " + stream.getOpenFailureDetail(), KEL_HERE);
+}
+
+} // namespace
+
 ScopedPointer<AudioFileReader> AudioFileReader::CreateReaderFor(const File& file)
 {
     if (file.getFullPathName().empty())
         return {};
-    if (!file.exists())
-        throw exceptions::NoSuchFile(file, KEL_HERE);
+    // Opened once: what is recognised is what the reader reads, even when
+    // the file is replaced by another meanwhile.
+    auto stream = std::make_unique<FileReader>(file);
+    if (!stream->openedOk())
+        ThrowOpenFailure(*stream, file);
+    if (stream->getTotalLength() == 0)
+        throw Exception("empty file: " + file.getFullPathName(), KEL_HERE);
 
-    // Each test is repeated right before its reader is built, so the file is
-    // probed twice: a file swapped in between is not handed to a reader made
-    // for the one seen first.
+    const String format = DetectAudioFormat(*stream, file);
+    stream->setPosition(0);
     ScopedPointer<AudioFileReader> reader;
-    if (isAiffFile(file))
-    {
-        if (isAiffFile(file))
-            reader = std::make_unique<AiffFileReader>(file);
-    }
-    else if (isWavFile(file))
-    {
-        if (isWavFile(file))
-            reader = std::make_unique<WavFileReader>(file);
-    }
-    else if (isMp3File(file))
-    {
-        if (isMp3File(file))
-            reader = std::make_unique<MP3FileReader>(file);
-    }
+    if (format == AudioFilesMetadata::aiffFormatName)
+        reader = std::make_unique<AiffFileReader>(std::move(stream), file);
+    else if (format == AudioFilesMetadata::wavFormatName)
+        reader = std::make_unique<WavFileReader>(std::move(stream), file);
+    else if (format == AudioFilesMetadata::mp3FormatName)
+        reader = std::make_unique<MP3FileReader>(std::move(stream), file);
     if (reader == nullptr || !reader->isValid())
         throw Exception("File " + Quoted(file.getFullPathName()) + " is not a valid audio file.", KEL_HERE);
     return reader;
+}
+
+String AudioFileReader::getLengthWarning() const
+{
+    const auto declared = getDeclaredLengthInSamples();
+    if (declared == metadata.lengthInSamples)
+        return {};
+    return "header of " + Quoted(file.getFullPathName()) + " declares " + ToString(declared)
+         + " frames, the file holds " + ToString(metadata.lengthInSamples);
 }
 
 } // namespace kel

@@ -31,7 +31,14 @@ public:
     const AudioFilesMetadata& getMetadata() const noexcept { return metadata; }
     double getSampleRate() const noexcept { return metadata.sampleRate; }
     std::uint32_t getBitsPerSample() const noexcept { return metadata.bitsPerSample; }
+    /** The whole frames the file holds, which every reader and player goes by. */
     std::int64_t getLengthInSamples() const noexcept { return metadata.lengthInSamples; }
+    /** The frame count the header declares, which may differ (a streaming
+        placeholder, or a size beyond the end of a cut file). */
+    std::int64_t getDeclaredLengthInSamples() const noexcept
+    {
+        return metadata.declaredLengthInSamples < 0 ? metadata.lengthInSamples : metadata.declaredLengthInSamples;
+    }
     std::uint32_t getNumChannels() const noexcept { return metadata.numChannels; }
     bool usesFloatingPointData() const noexcept { return metadata.usesFloatingPointData; }
     const String& getFormatName() const noexcept { return metadata.formatName; }
@@ -109,15 +116,25 @@ public:
     /** The console's warning about that, for the file's path. */
     static String NonFiniteSamplesWarning(const String& path);
 
-    /** The reader for a file: an empty pointer for an empty path; throws
-        kel::exceptions::NoSuchFile for a missing file, the reader's own
-        error for an unreadable header and "File <path> is not a valid audio
-        file." when nothing fits. Control side; blocks on the disk. */
+    /** "header of <quoted path> declares <N> frames, the file holds <M>"
+        when the header's length is not what the file holds (see
+        getDeclaredLengthInSamples), else empty. Posted once per open by
+        whoever opened the file. Any thread; allocates. */
+    String getLengthWarning() const;
+
+    /** The reader for a file, which is opened once and recognised by its
+        content before its extension (audiofiles/KelAudioFormatDetection.h):
+        an empty pointer for an empty path; throws
+        kel::exceptions::NoSuchFile when nothing exists there, "permission
+        denied: <path>", "not a regular file: <path>" (a directory, FIFO or
+        device, which is never opened in a way that could block), "empty
+        file: <path>", the reader's own error for an unreadable header and
+        "File <path> is not a valid audio file." when nothing fits.
+        Control side; blocks on the disk. */
     static ScopedPointer<AudioFileReader> CreateReaderFor(const File& file);
 
-    /** "AIFF File", "WAV File" or "MP3 File" by the first four bytes, then by
-        the extension; "unknown" otherwise, or when the file cannot be opened.
-        Any thread; blocks on the disk. */
+    /** The format name CreateReaderFor goes by; "unknown" also when the file
+        cannot be opened. Any thread; blocks on the disk. */
     static String detectFormatName(const File& file);
     static bool isAiffFile(const File& file);
     static bool isWavFile(const File& file);

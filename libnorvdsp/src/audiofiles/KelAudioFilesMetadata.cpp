@@ -6,6 +6,7 @@ AudioFilesMetadata::AudioFilesMetadata(const AudioFilesMetadata& other)
     : sampleRate(other.sampleRate),
       bitsPerSample(other.bitsPerSample),
       lengthInSamples(other.lengthInSamples),
+      declaredLengthInSamples(other.declaredLengthInSamples),
       numChannels(other.numChannels),
       usesFloatingPointData(other.usesFloatingPointData),
       formatName(other.formatName),

@@ -39,7 +39,8 @@ struct AudioFilesMetadata
 
     double sampleRate = 0.0;
     std::uint32_t bitsPerSample = 0;
-    std::int64_t lengthInSamples = 0;
+    std::int64_t lengthInSamples = 0;          // the whole frames the file holds
+    std::int64_t declaredLengthInSamples = -1; // what the header says; -1: the same
     std::uint32_t numChannels = 0;
     bool usesFloatingPointData = false;
     String formatName = unknownFormatName;

@@ -8,6 +8,7 @@
 
 #include "audiofiles/KelBroadcastWave.h"
 #include "audiofiles/KelFourCC.h"
+#include "audiofiles/KelSoundExtent.h"
 #include "common/KelException.h"
 #include "files/KelFileReader.h"
 
@@ -112,7 +113,9 @@ void WavFileReader::readHeader()
     else if (code == FourCC("RIFF"))
     {
         const auto riffSize = std::uint32_t(input->ReadInt32LittleEndian());
-        walkRiffChunks(input->getPosition() + std::int64_t(riffSize));
+        // 0 is a placeholder (a writer that could not go back): the walk
+        // goes on to the end of the file.
+        walkRiffChunks(riffSize == 0 ? maxInt64 : input->getPosition() + std::int64_t(riffSize));
     }
     else if (code == FourCC("riff"))
     {
@@ -137,8 +140,9 @@ void WavFileReader::walkRiffChunks(std::int64_t end)
             if (size < 28)
                 return;
             const auto next = NextRiffChunk(input->getPosition(), size);
-            end = AddClamped(8, std::uint64_t(input->ReadInt64LittleEndian()));
-            dataSize = AddClamped(0, std::uint64_t(input->ReadInt64LittleEndian()));
+            const auto riffSize = std::uint64_t(input->ReadInt64LittleEndian());
+            end = riffSize == 0 ? maxInt64 : AddClamped(8, riffSize);  // 0: a placeholder, as above
+            ds64DataSize = std::uint64_t(input->ReadInt64LittleEndian());
             input->setPosition(next);
         }
     }
@@ -156,10 +160,20 @@ void WavFileReader::walkRiffChunks(std::int64_t end)
         }
         else if (code == FourCC("data"))
         {
-            noteDataChunk(payloadStart, size);
-            // An RF64 "data" header holds a placeholder size; the real one,
-            // from "ds64", finds the chunks that follow the sound.
-            if (metadata.isRF64 && size == 0xFFFFFFFFu)
+            // An RF64 file keeps the size in "ds64". All ones is a streaming
+            // placeholder, and so is 0 unless a chunk follows (then the
+            // chunk is really empty; libsndfile takes 0 as a placeholder
+            // only when the RIFF size is 8).
+            const std::uint64_t field = metadata.isRF64 ? ds64DataSize : size;
+            const std::uint64_t allOnes = metadata.isRF64 ? ~std::uint64_t(0) : 0xFFFFFFFFu;
+            const bool placeholder = field == allOnes || (field == 0 && !riffChunkHeaderAt(payloadStart));
+            const auto soundBytes = noteDataChunk(payloadStart, field, placeholder);
+            // The "data" header of an RF64 file holds a placeholder; the size
+            // from "ds64" finds the chunks that follow the sound. Sound that
+            // runs to the end of the file is followed by nothing.
+            if (placeholder || soundBytes < dataSize)
+                next = maxInt64;
+            else if (metadata.isRF64 && size == 0xFFFFFFFFu)
                 next = NextRiffChunk(payloadStart, std::uint64_t(dataSize));
         }
         else if (code == FourCC("bext"))
@@ -206,7 +220,9 @@ void WavFileReader::walkWave64Chunks()
     if (!std::equal(rest.begin(), rest.end(), riffGuid.begin() + 4))
         throw Exception("invalid riff chunk for w64", KEL_HERE);
     const auto riffSize = std::uint64_t(input->ReadInt64LittleEndian());
-    const auto end = AddClamped(input->getPosition(), riffSize);
+    // A size that cannot hold even the header is a placeholder (0 from a
+    // writer to a pipe): the walk goes on to the end of the file.
+    const auto end = riffSize < 40 ? maxInt64 : AddClamped(input->getPosition(), riffSize);
     if (ReadGuid(*input) != waveGuid)
         throw Exception("invalid wave chunk for w64", KEL_HERE);
     metadata.isWave64 = true;
@@ -215,14 +231,24 @@ void WavFileReader::walkWave64Chunks()
     {
         const auto guid = ReadGuid(*input);
         // The size counts the 24 bytes of identifier and size.
-        const auto payloadSize = std::int64_t(std::uint64_t(input->ReadInt64LittleEndian()) - 24u);
+        const auto sizeField = std::uint64_t(input->ReadInt64LittleEndian());
+        const auto payloadSize = std::int64_t(sizeField - 24u);
         const auto payloadStart = input->getPosition();
-        const auto next = AddClamped(payloadStart, Wave64PaddedSize(payloadSize));
+        auto next = AddClamped(payloadStart, Wave64PaddedSize(payloadSize));
 
         if (guid == fmtGuid)
+        {
             readFormatChunk(payloadSize);
+        }
         else if (guid == dataGuid)
-            noteDataChunk(payloadStart, payloadSize);
+        {
+            // A size too small for the chunk's own header (0, or sox's 23
+            // when it writes to a pipe) or all ones is a placeholder.
+            const bool placeholder = sizeField < 24 || sizeField == ~std::uint64_t(0);
+            const auto soundBytes = noteDataChunk(payloadStart, placeholder ? 0 : sizeField - 24u, placeholder);
+            if (placeholder || soundBytes < dataSize)
+                next = maxInt64;  // the sound runs to the end of the file
+        }
         else if (guid == factGuid || guid == junkGuid || guid == listGuid)
             ;  // skipped
         else if (guid == bextGuid)
@@ -296,14 +322,32 @@ void WavFileReader::readFormatChunk(std::int64_t size)
     layout.bytesPerFrame = bytesPerFrame;
 }
 
-void WavFileReader::noteDataChunk(std::int64_t payloadStart, std::int64_t size)
+std::int64_t WavFileReader::noteDataChunk(std::int64_t payloadStart, std::uint64_t declaredSize, bool placeholder)
 {
-    if (!metadata.isRF64)
-        dataSize = size;
     layout.dataStart = payloadStart;
     // Keeps every byte position of the sound representable.
-    dataSize = std::clamp<std::int64_t>(dataSize, 0, maxInt64 - payloadStart);
-    metadata.lengthInSamples = layout.bytesPerFrame >= 1 ? dataSize / layout.bytesPerFrame : 0;
+    dataSize = AddClamped(0, std::min<std::uint64_t>(declaredSize, std::uint64_t(maxInt64 - payloadStart)));
+    const auto soundBytes = SoundBytesHeld(input->getTotalLength(), payloadStart, dataSize, placeholder);
+    const auto bytesPerFrame = layout.bytesPerFrame;
+    metadata.declaredLengthInSamples = bytesPerFrame >= 1 ? dataSize / bytesPerFrame : 0;
+    metadata.lengthInSamples = bytesPerFrame >= 1 ? soundBytes / bytesPerFrame : 0;
+    return soundBytes;
+}
+
+bool WavFileReader::riffChunkHeaderAt(std::int64_t position)
+{
+    const auto saved = input->getPosition();
+    std::array<std::uint8_t, 8> header{};
+    input->setPosition(position);
+    const bool complete = input->Read(header.data(), std::int64_t(header.size())) == std::int64_t(header.size());
+    input->setPosition(saved);
+    if (!complete)
+        return false;
+    const bool printable = std::all_of(header.begin(), header.begin() + 4,
+                                       [](std::uint8_t c) { return c >= 0x20 && c <= 0x7E; });
+    const auto size = std::uint32_t(header[4]) | (std::uint32_t(header[5]) << 8) | (std::uint32_t(header[6]) << 16)
+                    | (std::uint32_t(header[7]) << 24);
+    return printable && std::int64_t(size) <= input->getTotalLength() - position - 8;
 }
 
 void WavFileReader::readBroadcastWaveChunk(std::int64_t size)

@@ -6,9 +6,11 @@
 // Ignored: "smpl", "inst", other lists, "acid", "fact", "junk" and every other
 // chunk (a zero-length unknown chunk ends the header walk). In an RF64 file
 // the chunks after the sound are found through the "ds64" data size. Files
-// beginning with "BW64" are refused. Metadata chunks are read no further
-// than 128 MB (a coding history no further than 1 MB), whatever their size
-// fields say.
+// beginning with "BW64" are refused. A size that is a streaming placeholder
+// or reaches beyond the end of the file gives way to the whole frames the
+// file holds (audiofiles/KelSoundExtent.h). Metadata chunks are read no
+// further than 128 MB (a coding history no further than 1 MB), whatever
+// their size fields say.
 // Cue points take their names from the "labl" records of "LIST" chunks of
 // type "adtl", before or after "cue " (KelCueLabels.h); a cue point without
 // one is labelled with its identifier. Wave64 files have no cue points here
@@ -55,6 +57,7 @@ public:
     const std::map<String, String>& getCueMetadata() const noexcept { return cueMetadata; }
     std::int32_t getBytesPerFrame() const noexcept { return layout.bytesPerFrame; }
     std::int64_t getDataStart() const noexcept { return layout.dataStart; }
+    /** The declared size of the sound, in bytes. */
     std::int64_t getDataSize() const noexcept { return dataSize; }
 
 private:
@@ -62,7 +65,12 @@ private:
     void walkRiffChunks(std::int64_t end);
     void walkWave64Chunks();
     void readFormatChunk(std::int64_t size);
-    void noteDataChunk(std::int64_t payloadStart, std::int64_t size);
+    /** Notes where the sound starts and its declared size; returns the
+        bytes of sound the file holds (see audiofiles/KelSoundExtent.h). */
+    std::int64_t noteDataChunk(std::int64_t payloadStart, std::uint64_t declaredSize, bool placeholder);
+    /** Whether a RIFF chunk header stands at position (four printable
+        characters, a size within the file); keeps the stream's position. */
+    bool riffChunkHeaderAt(std::int64_t position);
     void readBroadcastWaveChunk(std::int64_t size);
     void readCueChunk(std::int64_t size);
     void readListChunk(std::int64_t size);
@@ -78,7 +86,8 @@ private:
     Vector<std::uint32_t> cueIdentifiers;  // each marker's whole identifier (the marker keeps 16 bits)
     CueLabels cueLabels;
     InterleavedLayout layout;
-    std::int64_t dataSize = 0;
+    std::int64_t dataSize = 0;       // as declared
+    std::uint64_t ds64DataSize = 0;  // an RF64 file's, as found in "ds64"
 };
 
 } // namespace kel

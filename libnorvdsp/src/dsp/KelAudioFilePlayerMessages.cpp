@@ -288,7 +288,11 @@ void AudioFilePlayer::registerMessages()
 
 void AudioFilePlayer::openByName(const String& name)
 {
-    const std::optional<File> found = LocateFile(name);
+    std::optional<File> found = LocateFile(name);
+    // The host finds only regular files; anything else that exists there (a
+    // folder, a FIFO, a device) goes to the opener, which says what it is.
+    if (!found && File(name).exists())
+        found = File(name);
     if (!found)
         throw exceptions::NoSuchFile(name, KEL_HERE);
     OpenAudioFile(*found);

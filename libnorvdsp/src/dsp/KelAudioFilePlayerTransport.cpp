@@ -97,6 +97,7 @@ void AudioFilePlayer::OpenAudioFile(ScopedPointer<AudioFileReader> newReader)
     // Everything that can fail comes before the first change.
     if (newReader == nullptr)
         throw Exception("No open file", KEL_HERE);
+    const String lengthWarning = newReader->getLengthWarning();
     Vector<MarkerReport> newMarkers;
     for (const auto& marker : newReader->getMarkers())
     {
@@ -146,6 +147,10 @@ void AudioFilePlayer::OpenAudioFile(ScopedPointer<AudioFileReader> newReader)
         fileIsOpen.store(true, std::memory_order_release);
     }
 
+    // A header that declares more (or less) than the file holds: the file
+    // plays for what it holds, and the user learns why.
+    if (!lengthWarning.empty())
+        ReportWarning(lengthWarning);
     warnAboutSampleRate();
     // The thread buffers the head of the file now, so a start costs no wait.
     RequestBuffering();

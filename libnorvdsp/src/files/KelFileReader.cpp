@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <cstring>
-#include <filesystem>
+
+#include "files/KelFileOpening.h"
 
 #if defined(_WIN32)
 #ifndef NOMINMAX
@@ -20,21 +21,6 @@
 namespace kel {
 
 namespace {
-
-std::FILE* OpenForReading(const String& path)
-{
-    if (path.empty())
-        return nullptr;
-    const std::filesystem::path native(std::u8string(path.begin(), path.end()));
-    std::error_code error;
-    if (std::filesystem::is_directory(native, error))
-        return nullptr;
-#if defined(_WIN32)
-    return ::_wfopen(native.c_str(), L"rb");
-#else
-    return std::fopen(native.c_str(), "rb");
-#endif
-}
 
 // 64-bit seek and tell: fseeko/ftello where off_t is 64 bits, the _i64
 // variants on Windows, where long (and so fseek) stays 32 bits.
@@ -61,7 +47,10 @@ std::int64_t Tell64(std::FILE* f)
 
 FileReader::FileReader(const File& fileToRead) : file(fileToRead)
 {
-    handle = OpenForReading(file.getFullPathName());
+    OpenedFile opened = OpenRegularFileForReading(file.getFullPathName());
+    handle = opened.handle;
+    openFailure = opened.failure;
+    openFailureDetail = std::move(opened.detail);
     if (handle == nullptr)
         return;
     readIdentity(handle, openedIdentity);
@@ -73,9 +62,11 @@ FileReader::FileReader(const File& fileToRead) : file(fileToRead)
         length = Tell64(handle);
     if (length < 0 || !Seek64(handle, 0, SEEK_SET))
     {
-        // A directory or something else that cannot be read as a file.
+        // A file whose end cannot be found cannot be read as one.
         std::fclose(handle);
         handle = nullptr;
+        openFailure = OpenFailure::other;
+        openFailureDetail = "its length cannot be found";
         return;
     }
     totalLength = length;

@@ -5,6 +5,9 @@
 // the buffer does not hold goes straight into the caller's memory (copying
 // it through the buffer would cost a second copy). Nothing is memory-mapped.
 //
+// Only regular files open (see files/KelFileOpening.h); the reason of a
+// failure is kept for the caller to report.
+//
 // Not thread-safe: one thread at a time. Construction and reads block on the
 // disk; reads never allocate.
 #pragma once
@@ -12,6 +15,7 @@
 #include <cstdio>
 
 #include "files/KelFile.h"
+#include "files/KelFileOpening.h"
 #include "files/KelInputStream.h"
 
 namespace kel {
@@ -29,6 +33,10 @@ public:
     /** False when the file could not be opened: every read then gives
         nothing and the length is 0. */
     bool openedOk() const noexcept { return handle != nullptr; }
+    /** Why it could not be opened (OpenFailure::none when it was). */
+    OpenFailure getOpenFailure() const noexcept { return openFailure; }
+    /** The system's words for an OpenFailure::other. */
+    const String& getOpenFailureDetail() const noexcept { return openFailureDetail; }
     const File& getFile() const noexcept { return file; }
 
     std::int64_t Read(void* dest, std::int64_t numBytes) override;
@@ -71,6 +79,8 @@ private:
     File file;
     std::FILE* handle = nullptr;
     DiskIdentity openedIdentity;  // size -1: not known
+    OpenFailure openFailure = OpenFailure::none;
+    String openFailureDetail;
     std::int64_t totalLength = 0;
     std::int64_t position = 0;
     std::int64_t handlePosition = 0;  // where the handle stands, -1 when unknown
