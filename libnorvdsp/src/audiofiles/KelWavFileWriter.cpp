@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "common/KelException.h"
+#include "files/KelNativePath.h"
 
 namespace kel {
 
@@ -37,11 +38,6 @@ constexpr std::uint16_t formatExtensible = 0xFFFE;
 constexpr unsigned char floatSubFormat[16] = {0x03, 0x00, 0x00, 0x00, 0x00, 0x00, 0x10, 0x00,
                                               0x80, 0x00, 0x00, 0xAA, 0x00, 0x38, 0x9B, 0x71};
 
-std::filesystem::path ToPath(const String& text)
-{
-    return std::filesystem::path(std::u8string(text.begin(), text.end()));
-}
-
 } // namespace
 
 WavFileWriter::WavFileWriter(const File& target, std::uint32_t channels, double rate, std::uint64_t threshold)
@@ -60,7 +56,7 @@ WavFileWriter::WavFileWriter(const File& target, std::uint32_t channels, double 
 {
     if (numChannels == 0 || numChannels > 65535 || !(sampleRate > 0.0))
         throw exceptions::ErrorWritingFile(file, KEL_HERE);
-    out.open(ToPath(file.getFullPathName()), std::ios::binary | std::ios::trunc);
+    out.open(ToNativePath(file.getFullPathName()), std::ios::binary | std::ios::trunc);
     if (!out)
         throw exceptions::ErrorWritingFile(file, KEL_HERE);
     writeHeader();

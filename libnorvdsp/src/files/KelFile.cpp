@@ -7,26 +7,15 @@
 
 #include "common/KelException.h"
 #include "files/KelFileReplacement.h"
+#include "files/KelNativePath.h"
 
 namespace kel {
 
 namespace fs = std::filesystem;
 
-namespace {
-fs::path ToPath(const String& text)
-{
-    return fs::path(std::u8string(text.begin(), text.end()));
-}
-String FromPath(const fs::path& p)
-{
-    const auto u8 = p.generic_u8string();
-    return String(u8.begin(), u8.end());
-}
-} // namespace
-
-String File::getFileName() const { return FromPath(ToPath(path).filename()); }
-String File::getFileNameWithoutExtension() const { return FromPath(ToPath(path).stem()); }
-String File::getFileExtension() const { return FromPath(ToPath(path).extension()); }
+String File::getFileName() const { return FromNativePath(ToNativePath(path).filename()); }
+String File::getFileNameWithoutExtension() const { return FromNativePath(ToNativePath(path).stem()); }
+String File::getFileExtension() const { return FromNativePath(ToNativePath(path).extension()); }
 
 bool File::hasFileExtension(std::string_view extension) const
 {
@@ -42,51 +31,51 @@ File File::withFileExtension(std::string_view extension) const
     String ext(extension);
     if (!ext.empty() && ext.front() != '.')
         ext.insert(ext.begin(), '.');
-    return File(FromPath(ToPath(path).replace_extension(ToPath(ext))));
+    return File(FromNativePath(ToNativePath(path).replace_extension(ToNativePath(ext))));
 }
 
-File File::getParentDirectory() const { return File(FromPath(ToPath(path).parent_path())); }
+File File::getParentDirectory() const { return File(FromNativePath(ToNativePath(path).parent_path())); }
 File File::getChildFile(std::string_view relativePath) const
 {
-    return File(FromPath(ToPath(path) / ToPath(String(relativePath))));
+    return File(FromNativePath(ToNativePath(path) / ToNativePath(String(relativePath))));
 }
 
 bool File::exists() const
 {
     std::error_code error;
-    return !path.empty() && fs::exists(ToPath(path), error);
+    return !path.empty() && fs::exists(ToNativePath(path), error);
 }
 bool File::existsAsFile() const
 {
     std::error_code error;
-    return !path.empty() && fs::is_regular_file(ToPath(path), error);
+    return !path.empty() && fs::is_regular_file(ToNativePath(path), error);
 }
 bool File::isDirectory() const
 {
     std::error_code error;
-    return !path.empty() && fs::is_directory(ToPath(path), error);
+    return !path.empty() && fs::is_directory(ToNativePath(path), error);
 }
 std::uint64_t File::getSize() const
 {
     std::error_code error;
-    const auto size = fs::file_size(ToPath(path), error);
+    const auto size = fs::file_size(ToNativePath(path), error);
     return error ? 0 : std::uint64_t(size);
 }
 bool File::deleteFile() const
 {
     std::error_code error;
-    return fs::remove(ToPath(path), error) && !error;
+    return fs::remove(ToNativePath(path), error) && !error;
 }
 bool File::createDirectory() const
 {
     std::error_code error;
-    fs::create_directories(ToPath(path), error);
+    fs::create_directories(ToNativePath(path), error);
     return isDirectory();
 }
 
 String File::loadFileAsString() const
 {
-    std::ifstream in(ToPath(path), std::ios::binary);
+    std::ifstream in(ToNativePath(path), std::ios::binary);
     if (!in)
         throw exceptions::NoSuchFile(*this, KEL_HERE);
     std::ostringstream content;

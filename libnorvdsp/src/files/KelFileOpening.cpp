@@ -20,6 +20,8 @@
 #include <unistd.h>
 #endif
 
+#include "files/KelNativePath.h"
+
 namespace kel {
 
 namespace {
@@ -152,7 +154,7 @@ OpenedFile OpenRegularFileForReading(const String& path)
 {
     if (path.empty())
         return Failed(OpenFailure::noSuchFile);
-    return Open(std::filesystem::path(std::u8string(path.begin(), path.end())));
+    return Open(ToNativePath(path));
 }
 
 } // namespace kel

@@ -10,6 +10,7 @@
 #include <system_error>
 
 #include "common/KelException.h"
+#include "files/KelNativePath.h"
 
 #if defined(_WIN32)
 #ifndef NOMINMAX
@@ -30,17 +31,6 @@ namespace kel {
 namespace fs = std::filesystem;
 
 namespace {
-
-fs::path ToPath(const String& text)
-{
-    return fs::path(std::u8string(text.begin(), text.end()));
-}
-
-String FromPath(const fs::path& p)
-{
-    const auto u8 = p.u8string();
-    return String(u8.begin(), u8.end());
-}
 
 // The system's text, as a console line continues it: "No space left on
 // device" reads "no space left on device".
@@ -91,14 +81,14 @@ String LastErrorText()
                                           nullptr, code, 0, reinterpret_cast<wchar_t*>(&buffer), 0, nullptr);
     String text = "system error " + ToString(std::uint64_t(code));
     if (length != 0 && buffer != nullptr)
-        text = FromPath(fs::path(std::wstring(buffer, length)));
+        text = FromNativePath(fs::path(std::wstring(buffer, length)));
     ::LocalFree(buffer);
     return Lowered(text);
 }
 
 int OpenExclusive(const String& path)
 {
-    return ::_wopen(ToPath(path).c_str(), _O_WRONLY | _O_CREAT | _O_EXCL | _O_BINARY | _O_NOINHERIT,
+    return ::_wopen(ToNativePath(path).c_str(), _O_WRONLY | _O_CREAT | _O_EXCL | _O_BINARY | _O_NOINHERIT,
                     _S_IREAD | _S_IWRITE);
 }
 
@@ -111,11 +101,11 @@ long WriteSome(int fd, const char* data, std::size_t size)
 
 int Flush(int fd) { return ::_commit(fd); }
 int Close(int fd) { return ::_close(fd); }
-void Remove(const String& path) { ::_wunlink(ToPath(path).c_str()); }
+void Remove(const String& path) { ::_wunlink(ToNativePath(path).c_str()); }
 
 String RenameOver(const String& from, const String& to)
 {
-    if (::MoveFileExW(ToPath(from).c_str(), ToPath(to).c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
+    if (::MoveFileExW(ToNativePath(from).c_str(), ToNativePath(to).c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
         return {};
     return LastErrorText();
 }
@@ -148,7 +138,7 @@ String RenameOver(const String& from, const String& to)
     if (::rename(from.c_str(), to.c_str()) != 0)
         return ErrnoText(errno);
     // The rename itself reaches the disk with its folder's entry.
-    const String folder = FromPath(ToPath(to).parent_path());
+    const String folder = FromNativePath(ToNativePath(to).parent_path());
     const int directory = ::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (directory >= 0)
     {
@@ -165,12 +155,12 @@ String RenameOver(const String& from, const String& to)
 FileReplacement::FileReplacement(const File& file) : target(file), realPath(file.getFullPathName())
 {
     std::error_code error;
-    const fs::path path = ToPath(realPath);
+    const fs::path path = ToNativePath(realPath);
     if (fs::is_symlink(path, error))
     {
         const fs::path resolved = fs::weakly_canonical(path, error);
         if (!error)
-            realPath = FromPath(resolved);
+            realPath = FromNativePath(resolved);
     }
 }
 
@@ -194,13 +184,13 @@ void FileReplacement::fail(std::string_view why)
 
 void FileReplacement::Write(std::string_view content)
 {
-    const fs::path real = ToPath(realPath);
-    const String name = FromPath(real.filename());
+    const fs::path real = ToNativePath(realPath);
+    const String name = FromNativePath(real.filename());
     const fs::path folder = real.parent_path();
     int fd = -1;
     for (int attempt = 0; fd < 0; ++attempt)
     {
-        temporary = FromPath(folder / ToPath("." + name + "." + RandomHex() + ".tmp"));
+        temporary = FromNativePath(folder / ToNativePath("." + name + "." + RandomHex() + ".tmp"));
         fd = OpenExclusive(temporary);
         if (fd < 0)
         {
