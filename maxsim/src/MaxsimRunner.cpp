@@ -108,6 +108,7 @@ private:
             {"connect", &Runner::doConnect},   {"disconnect", &Runner::doDisconnect},
             {"overdrive", &Runner::doOverdrive},
             {"cp", &Runner::doCopy},           {"truncate", &Runner::doTruncate},
+            {"refused", &Runner::doRefused},
         };
         auto it = commands.find(line.command);
         if (it == commands.end())
@@ -392,6 +393,27 @@ private:
             throw ScriptError(error);
     }
 
+    // A change another program is not allowed to make: on Windows a file the
+    // box plays is opened without write sharing, so cp and truncate fail.
+    // The failure is what the script asserts; a change that goes through is
+    // a script error.
+    void doRefused(const ScriptLine&, std::vector<t_atom>& atoms)
+    {
+        need(atoms, 1, "refused cp SRC DST | refused truncate FILE BYTES");
+        const std::string command = text(atoms[0]);
+        std::vector<t_atom> rest(atoms.begin() + 1, atoms.end());
+        std::string error;
+        if (command == "cp" && rest.size() == 2)
+            error = CopyOver(text(rest[0]), text(rest[1]));
+        else if (command == "truncate" && rest.size() == 2)
+            error = TruncateFile(text(rest[0]), integer(rest[1], "the byte count"));
+        else
+            throw ScriptError("usage: refused cp SRC DST | refused truncate FILE BYTES");
+        if (error.empty())
+            throw ScriptError("refused " + command + ": the change went through");
+        EmitLine("refused " + error);
+    }
+
     void doClassInfo(const ScriptLine&, std::vector<t_atom>& atoms)
     {
         need(atoms, 1, "classinfo CLASS");
@@ -463,7 +485,9 @@ int RunMain(int argc, char** argv)
                      "Besides the patch, time and DSP commands, a script may change files as a user's shell does:\n"
                      "  cp SRC DST            rewrite DST in place with the bytes of the file SRC (created when\n"
                      "                        absent): whoever has DST open sees its new bytes\n"
-                     "  truncate FILE BYTES   keep the first BYTES bytes of FILE (never more than it has)"
+                     "  truncate FILE BYTES   keep the first BYTES bytes of FILE (never more than it has)\n"
+                     "  refused cp|truncate ...  the same change, which must fail (a file another program\n"
+                     "                        holds without write sharing); prints \"refused \" and the reason"
                   << std::endl;
         return 2;
     }
