@@ -7,9 +7,12 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <filesystem>
+#include <fstream>
 #include <memory>
 #include <mutex>
 #include <random>
+#include <string>
 #include <thread>
 
 #include "support/AudioFixtures.h"
@@ -104,6 +107,52 @@ TEST(BufferingThread, StartsOnTheHeadOfAFileAsSoonAsItOpens)
     for (std::int64_t f = 0; f < 16384; ++f)
         ASSERT_EQ(output[std::size_t(f) * 3], wav.reference.at(f, 0)) << f;
 }
+
+#if defined(__linux__)
+/** How often the buffering threads of this process have gone to sleep so
+    far (the kernel's voluntary context switches of every thread that bears
+    the buffering thread's name). */
+long BufferingThreadSleeps()
+{
+    const std::string name = std::string(kel::AudioFilePlayer::BufferingThread::threadName).substr(0, 15);
+    long sleeps = 0;
+    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task"))
+    {
+        std::ifstream comm(task.path() / "comm");
+        std::string taskName;
+        if (!std::getline(comm, taskName) || taskName != name)
+            continue;
+        std::ifstream status(task.path() / "status");
+        for (std::string line; std::getline(status, line);)
+            if (line.rfind("voluntary_ctxt_switches:", 0) == 0)
+                sleeps += std::stol(line.substr(line.find(':') + 1));
+    }
+    return sleeps;
+}
+
+TEST(BufferingThread, SleepsWhileThereIsNothingToDo)
+{
+    TempDir dir;
+    // Shorter than the ring: once read, a stopped player has nothing to read.
+    const Fixture wav = Write(dir, "a.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 2, 50000);
+    PlayerHost host(2);
+    const auto expectNoWakeUp = [](const char* when)
+    {
+        std::this_thread::sleep_for(50ms);
+        const long before = BufferingThreadSleeps();
+        std::this_thread::sleep_for(400ms);
+        EXPECT_EQ(BufferingThreadSleeps(), before) << when;
+    };
+    expectNoWakeUp("without a file");
+    host.Send("/open \"" + wav.path + "\"");
+    ASSERT_TRUE(kel::test::WaitUntil([&] { return host.player().getNumBufferedFrames() == 50000; }));
+    expectNoWakeUp("stopped, the whole file read");
+    // Woken again by the audio side, whose ring has run low after a seek.
+    host.Send("/seek 500");
+    host.Render(4096, false);
+    EXPECT_TRUE(kel::test::WaitUntil([&] { return host.player().getNumBufferedFrames() + 4096 >= 50000 - 24000; }));
+}
+#endif
 
 TEST(BufferingThread, EndsWithThePlayerWhateverItIsDoing)
 {

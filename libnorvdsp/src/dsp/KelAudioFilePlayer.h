@@ -111,7 +111,11 @@ public:
 
     /** Keeps the ring filled from the file: pass after pass while the fill
         is below 97 per cent (waiting up to 100 ms between passes unless
-        woken), then once a second at the latest. */
+        woken), then once a second at the latest while playing. Without a
+        file, after a disk failure, or stopped with nothing left to read, it
+        sleeps until woken: by an open, by "/loop 1", or by the audio side,
+        whose first block after a start or seek finds the ring below its
+        wake-up fill. */
     class BufferingThread : public Thread
     {
     public:

@@ -63,7 +63,13 @@ void AudioFilePlayer::BufferingThread::run()
         // thread when the fill drops.
         if (written > 0 && player->getNumBufferedFrames() < player->getRingCapacity())
             continue;
-        wait(player->getFillPercentage() >= topUpFillPercent ? 1000.0 : 100.0);
+        // With nothing to play from, or stopped with nothing left to read,
+        // only an open, "/loop 1" or the audio side (at the first block after
+        // a start or seek) has work for this thread, and each of them wakes
+        // it: it sleeps until then instead of waking ten times a second in
+        // every idle box.
+        const bool idle = !player->hasOpenFile() || player->hasDiskFailure() || (!player->isPlaying() && written == 0);
+        wait(idle ? -1.0 : player->getFillPercentage() >= topUpFillPercent ? 1000.0 : 100.0);
     }
 }
 
