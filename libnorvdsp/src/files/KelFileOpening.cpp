@@ -157,4 +157,27 @@ OpenedFile OpenRegularFileForReading(const String& path)
     return Open(ToNativePath(path));
 }
 
+bool ReadDiskIdentity(std::FILE* openFile, DiskIdentity& identity)
+{
+#if defined(_WIN32)
+    const auto osHandle = reinterpret_cast<HANDLE>(::_get_osfhandle(::_fileno(openFile)));
+    BY_HANDLE_FILE_INFORMATION info{};
+    if (osHandle == INVALID_HANDLE_VALUE || !::GetFileInformationByHandle(osHandle, &info))
+        return false;
+    const std::uint64_t ticks = (std::uint64_t(info.ftLastWriteTime.dwHighDateTime) << 32)
+                              | info.ftLastWriteTime.dwLowDateTime;
+    identity.size = std::int64_t((std::uint64_t(info.nFileSizeHigh) << 32) | info.nFileSizeLow);
+    identity.modifiedSeconds = std::int64_t(ticks / 10000000u);
+    identity.modifiedNanoseconds = std::int64_t(ticks % 10000000u) * 100;
+#else
+    struct stat status{};
+    if (::fstat(::fileno(openFile), &status) != 0)
+        return false;
+    identity.size = std::int64_t(status.st_size);
+    identity.modifiedSeconds = std::int64_t(status.st_mtim.tv_sec);
+    identity.modifiedNanoseconds = std::int64_t(status.st_mtim.tv_nsec);
+#endif
+    return true;
+}
+
 } // namespace kel

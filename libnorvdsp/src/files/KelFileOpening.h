@@ -11,6 +11,7 @@
 // Any thread; blocks on the disk.
 #pragma once
 
+#include <cstdint>
 #include <cstdio>
 
 #include "common/KelString.h"
@@ -36,5 +37,21 @@ struct OpenedFile
 
 /** Opens a regular file (UTF-8 path) for binary reading. */
 OpenedFile OpenRegularFileForReading(const String& path);
+
+/** What tells an open file from a rewrite of it: its size and last write
+    time (nanoseconds on POSIX, 100 ns ticks on Windows, so that a rewrite
+    within the same second still shows). */
+struct DiskIdentity
+{
+    std::int64_t size = -1;  // -1: not known
+    std::int64_t modifiedSeconds = 0;
+    std::int64_t modifiedNanoseconds = 0;
+    bool operator==(const DiskIdentity&) const = default;
+};
+
+/** Fills identity from the open handle (not the path, which may name
+    another file by now) with one fstat-class call; false when the system
+    cannot tell. */
+bool ReadDiskIdentity(std::FILE* openFile, DiskIdentity& identity);
 
 } // namespace kel

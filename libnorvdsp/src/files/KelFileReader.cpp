@@ -5,19 +5,6 @@
 
 #include "files/KelFileOpening.h"
 
-#if defined(_WIN32)
-#ifndef NOMINMAX
-#define NOMINMAX
-#endif
-#ifndef WIN32_LEAN_AND_MEAN
-#define WIN32_LEAN_AND_MEAN
-#endif
-#include <io.h>
-#include <windows.h>
-#else
-#include <sys/stat.h>
-#endif
-
 namespace kel {
 
 namespace {
@@ -53,7 +40,7 @@ FileReader::FileReader(const File& fileToRead) : file(fileToRead)
     openFailureDetail = std::move(opened.detail);
     if (handle == nullptr)
         return;
-    readIdentity(handle, openedIdentity);
+    ReadDiskIdentity(handle, openedIdentity);
     // Our own buffer does the buffering; a second one in stdio would only
     // copy every byte once more.
     std::setvbuf(handle, nullptr, _IONBF, 0);
@@ -79,37 +66,12 @@ FileReader::~FileReader()
         std::fclose(handle);
 }
 
-bool FileReader::readIdentity(std::FILE* openFile, DiskIdentity& identity)
-{
-#if defined(_WIN32)
-    // The last write time counts 100 ns ticks: a rewrite within the same
-    // second still shows.
-    const auto osHandle = reinterpret_cast<HANDLE>(::_get_osfhandle(::_fileno(openFile)));
-    BY_HANDLE_FILE_INFORMATION info{};
-    if (osHandle == INVALID_HANDLE_VALUE || !::GetFileInformationByHandle(osHandle, &info))
-        return false;
-    const std::uint64_t ticks = (std::uint64_t(info.ftLastWriteTime.dwHighDateTime) << 32)
-                              | info.ftLastWriteTime.dwLowDateTime;
-    identity.size = std::int64_t((std::uint64_t(info.nFileSizeHigh) << 32) | info.nFileSizeLow);
-    identity.modifiedSeconds = std::int64_t(ticks / 10000000u);
-    identity.modifiedNanoseconds = std::int64_t(ticks % 10000000u) * 100;
-#else
-    struct stat status{};
-    if (::fstat(::fileno(openFile), &status) != 0)
-        return false;
-    identity.size = std::int64_t(status.st_size);
-    identity.modifiedSeconds = std::int64_t(status.st_mtim.tv_sec);
-    identity.modifiedNanoseconds = std::int64_t(status.st_mtim.tv_nsec);
-#endif
-    return true;
-}
-
 bool FileReader::isUnchangedOnDisk() const
 {
     if (handle == nullptr || openedIdentity.size < 0)
         return true;
     DiskIdentity now;
-    return readIdentity(handle, now) && now == openedIdentity;
+    return ReadDiskIdentity(handle, now) && now == openedIdentity;
 }
 
 bool FileReader::setPosition(std::int64_t newPosition)

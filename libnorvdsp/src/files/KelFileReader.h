@@ -56,19 +56,6 @@ public:
     bool isUnchangedOnDisk() const;
 
 private:
-    /** What tells this file from a rewrite of it. */
-    struct DiskIdentity
-    {
-        std::int64_t size = -1;
-        std::int64_t modifiedSeconds = 0;
-        std::int64_t modifiedNanoseconds = 0;
-        bool operator==(const DiskIdentity&) const = default;
-    };
-
-    /** Fills identity from the open handle (not the path, which may name
-        another file by now); false when the system cannot tell. */
-    static bool readIdentity(std::FILE* openFile, DiskIdentity& identity);
-
     /** Reads from the file at an absolute position, seeking only when the
         handle stands elsewhere. */
     std::int64_t readAt(std::int64_t filePosition, void* dest, std::int64_t numBytes);
