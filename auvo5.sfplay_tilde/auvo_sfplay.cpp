@@ -274,11 +274,19 @@ void DescribeSfplayClass(kel::ReferencePage& page)
 {
     page.attributes.PushBack({"channels", "int", "Number of channels",
                               "Number of signal outlets (and of file channels played); fixed at creation. "
-                              "With @mc 1, at most 1024 (one multichannel outlet carries no more).",
+                              "The outlets, with the position's, are at most 8192 on a multichannel host (250 "
+                              "otherwise): at most 8191 channels (249). With @mc 1, at most 1024 (one multichannel "
+                              "outlet carries no more). A file with more channels plays its first @channels.",
                               "1",
                               "1 to 8192", "", false});
     page.attributes.PushBack({"buffersize", "int", "Size of the disk buffer in frames",
-                              "Frames the buffering thread keeps ahead of playback; fixed at creation.", "480000",
+                              "Frames the buffering thread keeps ahead of playback; fixed at creation. A file "
+                              "that fits is held whole and plays, seeks and loops from memory. The buffer is "
+                              "allocated when a file opens, min(@channels, the file's channels) by min(@buffersize, "
+                              "the file's frames) 4-byte samples, and may not exceed 6 GB: a file longer than the "
+                              "buffer plays at most 3125 channels at the default size, 7812 at the smallest; "
+                              "otherwise \"/open\" says so: lower @buffersize or @channels.",
+                              "480000",
                               "192000 to 2880000", "", false});
     page.attributes.PushBack({"initwith", "symbol", "Messages run at creation",
                               "OSC messages in text form, separated by commas, run once when the object is created.",

@@ -150,7 +150,8 @@ void Process(benchmark::State& state)
     WaitForFill(player, kel::AudioFilePlayer::topUpFillPercent);
 
     Outputs outputs(channels + 1, blockFrames);
-    const std::uint64_t ringFrames = player.getRingCapacity();
+    // A source as large as the player's ring, so that both copy from the same cache level.
+    const std::uint64_t ringFrames = player.getRingLength();
     kel::AudioBuffer<float> source(channels, ringFrames);
     for (std::uint32_t c = 0; c < channels; ++c)
         std::fill_n(source.getWritePointer(c), ringFrames, float(c) * 1e-4f);

@@ -29,7 +29,9 @@ using kel::test::ShellQuoted;
 using kel::test::TempDir;
 
 constexpr int rate = 48000;
-constexpr std::int64_t fileFrames = 120000;
+// Longer than the smallest buffer: with --buffersize 192000 the file streams
+// through the ring, with the default buffer it is held whole.
+constexpr std::int64_t fileFrames = 240000;
 // At and around block and ring-pass edges, and at segment edges of the table.
 const std::vector<FrameIndexMarker> fileMarkers = {{1, 0},      {2, 37},     {3, 63},     {4, 64},     {5, 100},
                                                    {6, 1000},   {7, 4095},   {8, 4096},   {9, 5000},   {10, 9999},
@@ -155,15 +157,18 @@ std::uint32_t Seed()
 
 /** Renders the case, holds the output to the timing rules, and returns the
     largest position error in frames (negative without the position). */
-double RenderAndCheck(const TempDir& dir, const std::string& input, const Case& c, bool position, std::mt19937& random)
+double RenderAndCheck(const TempDir& dir, const std::string& input, const Case& c, bool position, bool streamed,
+                      std::mt19937& random)
 {
     const Plan plan = MakePlan(c, random);
     const std::string output = dir.file("out.wav");
     char seconds[64];
     std::snprintf(seconds, sizeof(seconds), "%.17g", double(plan.frames) / rate);
     const std::string arguments = ShellQuoted(input) + " " + ShellQuoted(output) + " --blocksize "
-        + std::to_string(c.blockSize) + " --seconds " + seconds + (position ? " --position" : "") + plan.messages;
-    SCOPED_TRACE(std::string(c.name) + (position ? ", position" : ", no position") + ": render " + arguments);
+        + std::to_string(c.blockSize) + " --seconds " + seconds + (position ? " --position" : "")
+        + (streamed ? " --buffersize 192000" : "") + plan.messages;
+    SCOPED_TRACE(std::string(c.name) + (position ? ", position" : ", no position")
+                 + (streamed ? ", streamed" : ", held whole") + ": render " + arguments);
 
     const Rendered rendered = RunRender(dir, arguments);
     EXPECT_EQ(rendered.status, 0) << rendered.err;
@@ -249,8 +254,9 @@ TEST_F(PlayerTiming, FramesPositionMarkersAndEndFollowTheAudio)
     SCOPED_TRACE("seed " + std::to_string(seed) + " (KEL_PLAYER_TIMING_SEED repeats it)");
     std::mt19937 random(seed);
     for (const Case& c : cases)
-        for (const bool position : {true, false})
-            PrintPositionError(c, position, RenderAndCheck(dir, input, c, position, random));
+        for (const bool streamed : {true, false})
+            for (const bool position : {true, false})
+                PrintPositionError(c, position, RenderAndCheck(dir, input, c, position, streamed, random));
 }
 
 TEST_F(PlayerTiming, TenThousandPassesDoNotDrift)
@@ -259,8 +265,9 @@ TEST_F(PlayerTiming, TenThousandPassesDoNotDrift)
     // the block, and the last pass must still carry its own frames and times.
     const Case c{"10000 passes of 37 frames", 64, 37, 74, Loop::fromStart, 10000.5};
     std::mt19937 random(0);
-    for (const bool position : {true, false})
-        PrintPositionError(c, position, RenderAndCheck(dir, input, c, position, random));
+    for (const bool streamed : {true, false})
+        for (const bool position : {true, false})
+            PrintPositionError(c, position, RenderAndCheck(dir, input, c, position, streamed, random));
 }
 
 }  // namespace

@@ -53,10 +53,11 @@ bool AudioFileReader::read(AudioBufferBase<float>& buffer, std::int64_t startInd
     const auto bufferLength = buffer.getNumSamples();
     if (numFrames < 0 || startIndexInBuffer < 0 || std::uint64_t(startIndexInBuffer) > bufferLength
         || std::uint64_t(numFrames) > bufferLength - std::uint64_t(startIndexInBuffer)
-        || metadata.numChannels > buffer.getNumChannels())
+)
         return false;
 
-    const auto numChannels = metadata.numChannels;
+    // A buffer narrower than the file takes the file's first channels.
+    const auto numChannels = std::min(metadata.numChannels, buffer.getNumChannels());
     buffer.setClear(false);
     channelPointers.Resize(std::size_t(numChannels) + 1);
     for (std::uint32_t c = 0; c < numChannels; ++c)

@@ -110,10 +110,8 @@ AudioFilePlayer::AudioFilePlayer(std::uint32_t channels, std::uint64_t bufferSiz
       numChannels(channels),
       ringCapacity(ClampedCapacity(bufferSize))
 {
-    ring.setSize(numChannels, ringCapacity);
-    ring.clear();
-    ringFrames.Resize(ringCapacity, 0);
     positionWork.Resize(getBlockSize(), 0.0);
+    copyRuns.Resize(getBlockSize());
     registerMessages();
 
     try
@@ -238,7 +236,10 @@ void AudioFilePlayer::sendToListeners(const OscBundle& report, bool fromAudioThr
 
 double AudioFilePlayer::getFillPercentage() const noexcept
 {
-    const double percent = double(ringUsed.load(std::memory_order_acquire)) * 100.0 / double(ringCapacity);
+    const std::uint64_t length = ringLength.load(std::memory_order_acquire);
+    if (length == 0)
+        return 0.0;
+    const double percent = double(ringUsed.load(std::memory_order_acquire)) * 100.0 / double(length);
     return std::clamp(percent, 0.0, 100.0);
 }
 
@@ -248,15 +249,42 @@ void AudioFilePlayer::RequestBuffering() noexcept
         bufferingThread->notify();
 }
 
+bool AudioFilePlayer::hasFramesFor(std::uint64_t numFrames) const noexcept
+{
+    if (!ring.getShape().resident)
+    {
+        // Frames owed to an underrun are dropped before any plays.
+        return ringUsed.load(std::memory_order_acquire) >= numFrames + underrunDebt.load();
+    }
+    // The frames due, in play order: to the segment's end, and on from its
+    // start when it loops.
+    const std::uint64_t start = segmentStart.load(std::memory_order_relaxed);
+    const std::uint64_t end = std::min(segmentEnd.load(std::memory_order_relaxed), ring.getShape().frames);
+    std::uint64_t frame = start + played.load(std::memory_order_relaxed);
+    for (std::uint64_t i = 0; i < numFrames; ++i, ++frame)
+    {
+        if (frame >= end)
+        {
+            if (!isLooping() || end <= start)
+                return true;
+            frame = start;
+        }
+        if (!ring.isLoaded(frame))
+            return false;
+    }
+    return true;
+}
+
 bool AudioFilePlayer::isReadyFor(std::uint64_t numFrames) const noexcept
 {
-    // Frames owed to an underrun are dropped before any plays.
-    if (!isPlaying() || ringUsed.load(std::memory_order_acquire) >= numFrames + underrunDebt.load())
+    if (!isPlaying() || hasFramesFor(numFrames))
         return true;
     // The disk has read all that is left of a segment that does not loop,
     // or will read nothing more of a file that failed: the ring holds the
     // rest of playback.
-    return (!isLooping() && filePosition.load() >= segmentEnd.load()) || hasDiskFailure();
+    if (hasDiskFailure())
+        return true;
+    return !ring.getShape().resident && !isLooping() && filePosition.load() >= segmentEnd.load();
 }
 
 void AudioFilePlayer::SetLoop(bool shouldLoop) noexcept
@@ -272,6 +300,7 @@ void AudioFilePlayer::BlockSizeChanged(std::uint32_t newSize)
 {
     AudioProcessorWithOscInAudioInterrupt::BlockSizeChanged(newSize);
     positionWork.Resize(newSize, 0.0);
+    copyRuns.Resize(newSize);
 }
 
 void AudioFilePlayer::AudioSetupChanged()
@@ -329,8 +358,8 @@ String AudioFilePlayer::getDescription()
 String AudioFilePlayer::getLongDescription()
 {
     return "Play audio file from disk. Supported formats include AIFF, WAVE, MP3, M4A (mac only), AAC (mac only), "
-           "CAF (mac only), AIFC (mac only), etc. There is no preload: the file is streamed from disk by a "
-           "background thread. There is no time-stretch: the file plays at the host's sample rate. WAVE files "
+           "CAF (mac only), AIFC (mac only), etc. A file that fits the disk buffer is read once and held in "
+           "memory; a longer one is streamed from disk by a background thread. There is no time-stretch: the file plays at the host's sample rate. WAVE files "
            "beyond 4 GB are read (RF64 and Wave64).";
 }
 

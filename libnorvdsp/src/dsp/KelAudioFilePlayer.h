@@ -26,7 +26,12 @@
 // progress: a block that starts meanwhile outputs silence and leaves the
 // ring alone. So the audio thread never blocks on the transport mutex and
 // never reads ring frames that a reset is rewriting.
-// The ring carries, beside each frame, the file frame it holds. The disk
+// The ring (dsp/KelPlayerRing.h) is allocated when a file opens, as wide as
+// the box or the file, whichever is narrower, and as long as the buffer size
+// or the file, whichever is shorter. A file that fits is resident: ring
+// frame i holds file frame i, loaded once, and plays, seeks and loops from
+// memory. A longer file streams:
+// the ring carries, beside each frame, the file frame it holds. The disk
 // side writes the segment's frames in order and, in loop mode, the segment
 // again from its start, as often as fits; the audio side plays what the ring
 // holds and takes its time from those file frames, never from block counts:
@@ -69,6 +74,7 @@
 #include "containers/KelVector.h"
 #include "dsp/KelAudioProcessorWithOscInAudioInterrupt.h"
 #include "files/KelFile.h"
+#include "dsp/KelPlayerRing.h"
 #include "math/KelAudioBuffer.h"
 #include "osc/KelOscBundle.h"
 
@@ -130,10 +136,10 @@ public:
         AudioFilePlayer* player;
     };
 
-    /** numChannels audio outputs plus the position output; the ring holds
-        bufferSize frames, clamped to 192000..2880000. Starts the buffering
-        thread; throws "couldn't create buffering thread" when it cannot.
-        Main thread; allocates the ring. */
+    /** numChannels audio outputs plus the position output; a ring of up to
+        bufferSize frames (clamped to 192000..2880000) is allocated for each
+        file opened. Starts the buffering thread; throws "couldn't create
+        buffering thread" when it cannot. Main thread. */
     AudioFilePlayer(std::uint32_t numChannels, std::uint64_t bufferSize);
     /** Waits for the buffering thread to end, however long its pass takes
         (it checks its exit flag between passes), then closes the file. The
@@ -163,8 +169,9 @@ public:
     // playing: "path"", "read error in "path" at frames A to B") and stays
     // stopped.
 
-    /** Opens a file: the reader first (its errors leave everything as it
-        was), then the ring is reset and grown to a wider file, a differing
+    /** Opens a file: the reader and the ring first (their errors, such as
+        a ring that cannot be allocated, leave everything as it was), then
+        the old ring gives way to the new one, a differing
         sample rate is warned about, the buffering thread starts on the head
         of the file and the metadata is reported. Playback does not start. */
     void OpenAudioFile(const File& file);
@@ -229,7 +236,11 @@ public:
         the next open. */
     bool hasDiskFailure() const noexcept { return diskStopped.load(std::memory_order_acquire); }
     std::uint32_t getNumChannels() const noexcept { return numChannels; }
+    /** The buffer size: the longest ring a file gets. */
     std::uint64_t getRingCapacity() const noexcept { return ringCapacity; }
+    /** The open file's ring: min(capacity, file length) frames, 0 without
+        a file. */
+    std::uint64_t getRingLength() const noexcept { return ringLength.load(std::memory_order_acquire); }
     std::uint64_t getFileLength() const noexcept { return fileLength.load(std::memory_order_relaxed); }
     std::uint32_t getFileNumChannels() const noexcept { return fileChannels.load(std::memory_order_relaxed); }
     std::uint64_t getSegmentStart() const noexcept { return segmentStart.load(std::memory_order_relaxed); }
@@ -239,11 +250,14 @@ public:
     std::uint64_t getTotalPlayed() const noexcept { return totalPlayed.load(std::memory_order_relaxed); }
     /** Frames in the ring that the audio side has not played yet. */
     std::uint64_t getNumBufferedFrames() const noexcept { return ringUsed.load(std::memory_order_acquire); }
-    /** The ring's fill: buffered frames x 100 / capacity. */
+    /** The ring's fill: buffered frames x 100 / ring length (resident:
+        loaded frames); 0 without a ring. */
     double getFillPercentage() const noexcept;
-    /** The ring's channel count (the player's, or a wider file's). Main
-        thread. */
-    std::uint32_t getRingNumChannels() const noexcept { return ring.getNumChannels(); }
+    /** The ring's channel count: min(player's, file's); 0 without a file.
+        Main thread. */
+    std::uint32_t getRingNumChannels() const noexcept { return ring.getShape().channels; }
+    /** Whether the open file is held whole in the ring. Any thread. */
+    bool isRingResident() const noexcept { return ringResident.load(std::memory_order_acquire); }
     /** The open file (empty path when none). Message thread; takes the disk
         mutex. */
     File getOpenFile() const;
@@ -263,7 +277,8 @@ public:
     /** Whether a block of numFrames can be rendered from what the ring holds
         (or the player is not playing, or the ring holds everything left of
         a segment that does not loop). For an offline renderer that waits for
-        the disk before each block. Any thread; never blocks. */
+        the disk before each block: the thread that runs the blocks, between
+        blocks, never while a file opens. Never blocks. */
     bool isReadyFor(std::uint64_t numFrames) const noexcept;
 
     /** The host's "/info" text, one line each: "no audio file", or the
@@ -340,6 +355,15 @@ private:
     // takes it after posting, briefly; the others need it held.
     std::uint64_t readSamplesFromDisk();
     std::uint64_t getNumSamplesToReadFromDisk() const;
+    /** One pass's reading, published by readSamplesFromDisk after the
+        file's identity check: a resident file's next unloaded run from
+        first on; a streaming file's next frames at write, from position. */
+    std::uint64_t loadResidentRun(std::uint64_t& first, bool& readFailed);
+    std::uint64_t streamFrames(std::uint64_t& write, std::uint64_t& position, bool& readFailed);
+    /** Whether the next numFrames frames of playback are in the ring (or
+        need not be: past a segment that does not loop). As isReadyFor, or
+        with the audio side kept away. */
+    bool hasFramesFor(std::uint64_t numFrames) const noexcept;
     std::uint64_t getRemainingSamplesInAudioFile() const;
     void skipUnderrunFrames();
     bool readIntoRing(std::uint64_t ringIndex, std::uint64_t numFrames, std::uint64_t fileFrame,
@@ -349,9 +373,15 @@ private:
 
     // Audio side (KelAudioFilePlayerAudio.cpp), audio thread.
     struct BlockPlan;
+    struct CopyRun
+    {
+        std::uint64_t output = 0;  // first frame of the block
+        std::uint64_t ring = 0;    // first ring frame
+        std::uint64_t frames = 0;
+    };
     void planBlock(BlockPlan& plan, std::uint64_t numFrames, bool looping) noexcept;
-    void copyFromRing(AudioBufferBase<float>& outputs, std::uint64_t numFrames, std::uint64_t read,
-                      std::uint64_t fromRing) noexcept;
+    void copyFromRing(AudioBufferBase<float>& outputs, const BlockPlan& plan) noexcept;
+    void writePositions(AudioBufferBase<float>& outputs, std::uint64_t numFrames) noexcept;
     void outputWhileStopped(AudioBufferBase<float>& outputs) noexcept;
     void reportMarkersIn(std::uint64_t first, std::uint64_t last) noexcept;
     void clearAudioChannels(AudioBufferBase<float>& outputs, std::uint32_t first) noexcept;
@@ -369,7 +399,9 @@ private:
     // --- Members; positions are sample frames.
     const std::uint32_t numChannels;
     const std::uint64_t ringCapacity;
-    AudioBuffer<float> ring;
+    PlayerRing ring;                               // changed by open only, both sides kept away
+    std::atomic<std::uint64_t> ringLength{0};      // ring.getShape().frames, for any thread
+    std::atomic<bool> ringResident{false};         // ring.getShape().resident, for any thread
     ScopedPointer<AudioFileReader> reader;
     ScopedPointer<BufferingThread> bufferingThread;
     std::atomic<std::uint64_t> ringReadIndex{0};   // next ring frame the audio side copies out
@@ -391,8 +423,7 @@ private:
     std::atomic<double> lastBufferFill{-1.0};
 
     // --- Beyond the transport's fields.
-    Vector<std::uint64_t> ringFrames;               // the file frame each ring frame holds
-    std::atomic<std::uint64_t> ringUsed{0};         // frames written and not yet read
+    std::atomic<std::uint64_t> ringUsed{0};         // frames written and not yet read (resident: loaded)
     // Frames the audio side output as silence for want of data and the
     // stream has not yet caught up with: the audio side drops them from
     // the ring as they arrive, the disk side skips them in the file when
@@ -407,6 +438,7 @@ private:
     Underrun currentUnderrun;                       // audio thread (resets: message thread, audio kept away)
     LockFreeQueue<Underrun> underrunReports{64};    // audio -> buffering thread, which reports them
     Vector<double> positionWork;                    // audio thread: the block's position in ms
+    Vector<CopyRun> copyRuns;                       // audio thread: the block's copies, one per frame at most
     std::atomic<int> transportChanges{0};           // resets in progress (the audio side stays away)
     std::atomic<bool> blockInProgress{false};       // the audio thread is inside Process
     std::atomic<std::uint64_t> processingThread{0}; // CurrentThreadId() of the thread inside Process, or 0

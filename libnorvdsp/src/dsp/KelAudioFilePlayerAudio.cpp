@@ -23,16 +23,18 @@ constexpr std::size_t cacheLineBytes = 64;
 
 } // namespace
 
-/** What one block plays: fromRing frames out of the ring, then silent
-    frames the disk has not delivered (an underrun), then, after the end of
-    a segment that does not loop or of what a stopped disk side delivered,
-    nothing. */
+/** What one block plays: fromRing frames out of the ring, in runs, and
+    silent frames the disk has not delivered (an underrun): a streaming ring
+    plays its frames first and the silent ones after, a resident one plays
+    each frame that is loaded. After the end of a segment that does not loop,
+    or of what a stopped disk side delivered, nothing. */
 struct AudioFilePlayer::BlockPlan
 {
-    std::uint64_t dropped = 0;   // late frames taken out of the ring unplayed
-    std::uint64_t read = 0;      // ring index of the first frame played
+    std::uint64_t dropped = 0;   // streaming: late frames taken out of the ring unplayed
+    std::uint64_t read = 0;      // streaming: ring index of the first frame played
     std::uint64_t fromRing = 0;
     std::uint64_t silent = 0;
+    std::size_t runs = 0;        // copyRuns in use
     bool ended = false;
     bool reports = false;
 };
@@ -70,6 +72,9 @@ void AudioFilePlayer::planBlock(BlockPlan& plan, std::uint64_t numFrames, bool l
     const std::uint64_t start = segmentStart.load(std::memory_order_relaxed);
     const std::uint64_t end = segmentEnd.load(std::memory_order_relaxed);
     const bool loops = looping && end > start;
+    const std::uint64_t length = ring.getShape().frames;
+    const bool resident = ring.getShape().resident;
+    const std::uint64_t* const tags = ring.tags();
 
     // Before the fill: a disk side that has stopped published its last
     // frames before it said so.
@@ -84,9 +89,12 @@ void AudioFilePlayer::planBlock(BlockPlan& plan, std::uint64_t numFrames, bool l
         plan.dropped = std::min(debt, used);
         underrunDebt.fetch_sub(plan.dropped);
         used -= plan.dropped;
-        read = (read + plan.dropped) % ringCapacity;
+        read = (read + plan.dropped) % length;
     }
     plan.read = read;
+    if (resident)
+        used = 0;
+    std::uint64_t ringIndex = read;
 
     std::uint64_t next = start + played.load(std::memory_order_relaxed);  // the frame due now
     std::uint64_t runFirst = 0, runLast = 0;
@@ -104,14 +112,29 @@ void AudioFilePlayer::planBlock(BlockPlan& plan, std::uint64_t numFrames, bool l
             next = start;
         }
         std::uint64_t frame = next;
-        if (i < used)
+        const bool streamed = i < used;
+        if (streamed || (resident && next < length && ring.isLoaded(next)))
         {
             if (currentUnderrun.frames > 0)
                 endUnderrun();
-            // The ring says which frame it holds; the audio and its time
-            // cannot part.
-            frame = ringFrames[(read + i) % ringCapacity];
+            // A streaming ring says which frame it holds; the audio and its
+            // time cannot part.
+            if (streamed)
+            {
+                frame = tags[ringIndex];
+            }
+            else
+                ringIndex = frame;
+            CopyRun* run = plan.runs > 0 ? &copyRuns[plan.runs - 1] : nullptr;
+            if (run == nullptr || run->output + run->frames != i || run->ring + run->frames != ringIndex)
+            {
+                run = &copyRuns[plan.runs++];
+                *run = {i, ringIndex, 0};
+            }
+            ++run->frames;
             ++plan.fromRing;
+            if (streamed && ++ringIndex == length)
+                ringIndex = 0;
         }
         else if (diskOver)
         {
@@ -130,9 +153,8 @@ void AudioFilePlayer::planBlock(BlockPlan& plan, std::uint64_t numFrames, bool l
             ++currentUnderrun.frames;
             ++plan.silent;
         }
-        // The same expression as every other frame-to-time conversion, so a
-        // position compares equal with the time computed anywhere else.
-        positionWork[i] = framesToMilliseconds(frame);
+        // Converted to milliseconds once the block is planned.
+        positionWork[i] = double(frame);
         if (plan.reports)
         {
             if (inRun && frame == runLast + 1)
@@ -156,38 +178,57 @@ void AudioFilePlayer::planBlock(BlockPlan& plan, std::uint64_t numFrames, bool l
 
     const std::uint64_t soFar = std::min(next, end) - start;
     played.store(soFar, std::memory_order_relaxed);
-    const double held = framesToMilliseconds(std::min(next, end));
-    std::fill(positionWork.begin() + std::ptrdiff_t(i), positionWork.begin() + std::ptrdiff_t(numFrames), held);
+    std::fill(positionWork.begin() + std::ptrdiff_t(i), positionWork.begin() + std::ptrdiff_t(numFrames),
+              double(std::min(next, end)));
 }
 
-void AudioFilePlayer::copyFromRing(AudioBufferBase<float>& outputs, std::uint64_t numFrames, std::uint64_t read,
-                                   std::uint64_t fromRing) noexcept
+void AudioFilePlayer::writePositions(AudioBufferBase<float>& outputs, std::uint64_t numFrames) noexcept
 {
-    const std::uint32_t channels = std::min(numChannels, fileChannels.load(std::memory_order_relaxed));
-    const std::uint64_t first = std::min(fromRing, ringCapacity - read);
-    const std::size_t firstBytes = std::size_t(first) * sizeof(float);
-    const std::size_t secondBytes = std::size_t(fromRing - first) * sizeof(float);
-    const std::size_t silentBytes = std::size_t(numFrames - fromRing) * sizeof(float);
+    // Only for a listener: the position outlet, or a 64-bit host that
+    // refines it.
+    if (!isOutputConnected(numChannels))
+        return;
+    // The same expression as every other frame-to-time conversion, so a
+    // position compares equal with the time computed anywhere else; a loop
+    // of its own so that it runs vectorised.
+    const double rate = getSampleRate();
+    double* const work = positionWork.data();
+    for (std::uint64_t i = 0; i < numFrames; ++i)
+        work[i] = work[i] * 1000.0 / rate;
+    float* out = outputs.getWritePointer(numChannels);
+    for (std::uint64_t i = 0; i < numFrames; ++i)
+        out[i] = float(work[i]);
+}
+
+void AudioFilePlayer::copyFromRing(AudioBufferBase<float>& outputs, const BlockPlan& plan) noexcept
+{
+    const AudioBufferBase<float>& samples = ring.samples();
+    const std::uint32_t channels = samples.getNumChannels();
+    const std::uint64_t numFrames = outputs.getNumSamples();
+    // Frames no run covers (an underrun, the end) are silent.
+    const bool gaps = plan.fromRing < numFrames;
+    const CopyRun* const runs = copyRuns.data();
+    const std::size_t firstBytes = plan.runs > 0 ? std::size_t(runs[0].frames) * sizeof(float) : 0;
 
     for (std::uint32_t c = 0; c < channels; ++c)
     {
         // Each channel's run lies in its own page of the ring: asking for a
         // few channels ahead keeps several memory reads in flight.
-        if (c + prefetchChannelsAhead < channels)
+        if (c + prefetchChannelsAhead < channels && plan.runs > 0)
         {
-            const char* ahead = reinterpret_cast<const char*>(ring.getReadPointer(c + prefetchChannelsAhead) + read);
+            const char* ahead = reinterpret_cast<const char*>(samples.getReadPointer(c + prefetchChannelsAhead)
+                                                              + runs[0].ring);
             for (std::size_t offset = 0; offset < firstBytes; offset += cacheLineBytes)
                 __builtin_prefetch(ahead + offset);
         }
         if (!isOutputConnected(c))
             continue;
         float* out = outputs.getWritePointer(c);
-        const float* in = ring.getReadPointer(c);
-        std::memcpy(out, in + read, firstBytes);
-        if (secondBytes > 0)
-            std::memcpy(out + first, in, secondBytes);
-        if (silentBytes > 0)
-            std::memset(out + fromRing, 0, silentBytes);
+        const float* in = samples.getReadPointer(c);
+        if (gaps)
+            std::memset(out, 0, std::size_t(numFrames) * sizeof(float));
+        for (std::size_t r = 0; r < plan.runs; ++r)
+            std::memcpy(out + runs[r].output, in + runs[r].ring, std::size_t(runs[r].frames) * sizeof(float));
     }
     clearAudioChannels(outputs, channels);
 }
@@ -230,24 +271,21 @@ void AudioFilePlayer::Process(const AudioBufferBase<float>& /*inputs*/, AudioBuf
     plan.reports = reports;
     planBlock(plan, n, loop.load(std::memory_order_acquire));
 
-    copyFromRing(outputs, n, plan.read, plan.fromRing);
-    if (const std::uint64_t taken = plan.dropped + plan.fromRing; taken > 0)
+    copyFromRing(outputs, plan);
+    // A resident ring is not used up by playing: it holds the file.
+    if (const std::uint64_t taken = plan.dropped + plan.fromRing; taken > 0 && !ring.getShape().resident)
     {
         const std::lock_guard lock(transportMutex);
-        ringReadIndex.store((plan.read + plan.fromRing) % ringCapacity, std::memory_order_relaxed);
+        ringReadIndex.store((plan.read + plan.fromRing) % ring.getShape().frames, std::memory_order_relaxed);
         ringUsed.fetch_sub(taken);
     }
     // After the fill went down: the disk side may skip these in the file
-    // as soon as it sees the ring empty.
-    if (plan.silent > 0)
+    // as soon as it sees the ring empty. A resident file loads from where
+    // the audio side is instead.
+    if (plan.silent > 0 && !ring.getShape().resident)
         underrunDebt.fetch_add(plan.silent);
     totalPlayed.fetch_add(plan.fromRing + plan.silent, std::memory_order_relaxed);
-    if (isOutputConnected(numChannels))
-    {
-        float* out = outputs.getWritePointer(numChannels);
-        for (std::uint64_t i = 0; i < n; ++i)
-            out[i] = float(positionWork[i]);
-    }
+    writePositions(outputs, n);
 
     if (getFillPercentage() <= wakeUpFillPercent)
         RequestBuffering();

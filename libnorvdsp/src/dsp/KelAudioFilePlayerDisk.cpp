@@ -1,8 +1,13 @@
 // The disk side of the ring: one disk pass (at most 4096 frames read from the
-// file into the ring, each ring frame tagged with the file frame it holds)
-// and the buffering thread that runs passes and reports underruns and
-// non-finite samples.
+// file into the ring) and the buffering thread that runs passes and reports
+// underruns and non-finite samples.
 //
+// A resident file (one that fits the ring) is loaded once, frame i into ring
+// frame i: each pass loads the next run of frames not yet loaded, from the
+// frame the audio side waits for if any, else on from the last run, round
+// the file. Once all is loaded, passes read nothing and touch no file.
+// A streaming file is read in play order, each ring frame tagged with the
+// file frame it holds:
 // A pass holds the disk mutex for its whole length. It writes only ring
 // frames the audio side has finished with (the free part, counted by
 // ringUsed), and publishes them by raising ringUsed afterwards, so the audio
@@ -61,14 +66,16 @@ void AudioFilePlayer::BufferingThread::run()
         // so the ring fills at the disk's speed; the waits are for a full
         // ring (or nothing left to read), and the audio side wakes the
         // thread when the fill drops.
-        if (written > 0 && player->getNumBufferedFrames() < player->getRingCapacity())
+        if (written > 0 && player->getNumBufferedFrames() < player->getRingLength())
             continue;
-        // With nothing to play from, or stopped with nothing left to read,
-        // only an open, "/loop 1" or the audio side (at the first block after
-        // a start or seek) has work for this thread, and each of them wakes
-        // it: it sleeps until then instead of waking ten times a second in
-        // every idle box.
-        const bool idle = !player->hasOpenFile() || player->hasDiskFailure() || (!player->isPlaying() && written == 0);
+        // With nothing to play from, stopped with nothing left to read, or
+        // with the whole file in memory, only an open, "/loop 1" or the audio
+        // side (at the first block after a start or seek) has work for this
+        // thread, and each of them wakes it: it sleeps until then instead of
+        // waking ten times a second in every idle box.
+        const bool loaded = player->isRingResident() && player->getNumBufferedFrames() >= player->getRingLength();
+        const bool idle = !player->hasOpenFile() || player->hasDiskFailure() || loaded
+                       || (!player->isPlaying() && written == 0);
         wait(idle ? -1.0 : player->getFillPercentage() >= topUpFillPercent ? 1000.0 : 100.0);
     }
 }
@@ -90,7 +97,7 @@ std::uint64_t AudioFilePlayer::getNumSamplesToReadFromDisk() const
     // The free part of the ring, counted: the disk side cannot overtake the
     // audio side, so there is no overrun to watch for.
     const std::uint64_t used = ringUsed.load(std::memory_order_acquire);
-    return std::min(ringCapacity - used, maxFramesPerDiskPass);
+    return std::min(ring.getShape().frames - used, maxFramesPerDiskPass);
 }
 
 void AudioFilePlayer::skipUnderrunFrames()
@@ -114,10 +121,11 @@ void AudioFilePlayer::skipUnderrunFrames()
 bool AudioFilePlayer::readIntoRing(std::uint64_t ringIndex, std::uint64_t numFrames, std::uint64_t fileFrame,
                                    std::uint64_t& delivered)
 {
-    const bool succeeded = reader->read(ring, std::int64_t(ringIndex), std::int64_t(numFrames), std::int64_t(fileFrame));
-    std::uint64_t* tags = ringFrames.data() + ringIndex;
-    for (std::uint64_t i = 0; i < numFrames; ++i)
-        tags[i] = fileFrame + i;
+    const bool succeeded =
+        reader->read(ring.samples(), std::int64_t(ringIndex), std::int64_t(numFrames), std::int64_t(fileFrame));
+    if (std::uint64_t* tags = ring.tags(); tags != nullptr)
+        for (std::uint64_t i = 0; i < numFrames; ++i)
+            tags[ringIndex + i] = fileFrame + i;
     delivered = numFrames;
     if (!succeeded)
     {
@@ -127,6 +135,56 @@ bool AudioFilePlayer::readIntoRing(std::uint64_t ringIndex, std::uint64_t numFra
         delivered = std::uint64_t(std::clamp<std::int64_t>(good, 0, std::int64_t(numFrames)));
     }
     return succeeded;
+}
+
+std::uint64_t AudioFilePlayer::loadResidentRun(std::uint64_t& first, bool& readFailed)
+{
+    const std::uint64_t frames = ring.getShape().frames;
+    if (ringUsed.load() >= frames)
+        return 0;
+    // The frame the audio side waits for comes first; otherwise loading goes
+    // on from where the last run ended.
+    std::uint64_t from = filePosition.load();
+    const std::uint64_t due = segmentStart.load() + played.load();
+    if (isPlaying() && due < std::min(segmentEnd.load(), frames) && !ring.isLoaded(due))
+        from = due;
+    first = ring.firstUnloaded(from);
+    if (first >= frames)
+        return 0;
+    std::uint64_t delivered = 0;
+    readFailed = !readIntoRing(first, ring.unloadedRun(first, maxFramesPerDiskPass), first, delivered);
+    return delivered;
+}
+
+std::uint64_t AudioFilePlayer::streamFrames(std::uint64_t& write, std::uint64_t& position, bool& readFailed)
+{
+    skipUnderrunFrames();
+    const std::uint64_t length = ring.getShape().frames;
+    const std::uint64_t start = segmentStart.load();
+    const std::uint64_t end = segmentEnd.load();
+    std::uint64_t budget = getNumSamplesToReadFromDisk();
+    write = ringWriteIndex.load();
+    position = filePosition.load();
+    std::uint64_t written = 0;
+    while (budget > 0)
+    {
+        if (position >= end)
+        {
+            if (!loop.load(std::memory_order_acquire) || end == start)
+                break;
+            position = start;
+        }
+        const std::uint64_t frames = std::min({budget, end - position, length - write});
+        std::uint64_t delivered = 0;
+        readFailed = !readIntoRing(write, frames, position, delivered);
+        write = (write + delivered) % length;
+        position += delivered;
+        budget -= delivered;
+        written += delivered;
+        if (readFailed)
+            break;
+    }
+    return written;
 }
 
 std::uint64_t AudioFilePlayer::readSamplesFromDisk()
@@ -139,32 +197,10 @@ std::uint64_t AudioFilePlayer::readSamplesFromDisk()
         const std::lock_guard disk(diskMutex);
         if (reader == nullptr || !diskFailure.empty())
             return 0;
-        skipUnderrunFrames();
-
-        const std::uint64_t start = segmentStart.load();
-        const std::uint64_t end = segmentEnd.load();
-        std::uint64_t budget = getNumSamplesToReadFromDisk();
-        std::uint64_t write = ringWriteIndex.load();
-        std::uint64_t position = filePosition.load();
+        const bool resident = ring.getShape().resident;
+        std::uint64_t first = 0, write = 0, position = 0;
         bool readFailed = false;
-        while (budget > 0)
-        {
-            if (position >= end)
-            {
-                if (!loop.load(std::memory_order_acquire) || end == start)
-                    break;
-                position = start;
-            }
-            const std::uint64_t frames = std::min({budget, end - position, ringCapacity - write});
-            std::uint64_t delivered = 0;
-            readFailed = !readIntoRing(write, frames, position, delivered);
-            write = (write + delivered) % ringCapacity;
-            position += delivered;
-            budget -= delivered;
-            written += delivered;
-            if (readFailed)
-                break;
-        }
+        written = resident ? loadResidentRun(first, readFailed) : streamFrames(write, position, readFailed);
         // Once per pass, after reading and before publishing: whatever was
         // read from a file that changed meanwhile may be the new content.
         const String& path = reader->getFile().getFullPathName();
@@ -181,8 +217,16 @@ std::uint64_t AudioFilePlayer::readSamplesFromDisk()
         }
         if (written > 0)
         {
-            ringWriteIndex.store(write);
-            filePosition.store(position);
+            if (resident)
+            {
+                ring.markLoaded(first, written);
+                filePosition.store(first + written);
+            }
+            else
+            {
+                ringWriteIndex.store(write);
+                filePosition.store(position);
+            }
             ringUsed.fetch_add(written);
         }
         if (!failure.empty())

@@ -115,18 +115,35 @@ void AudioFilePlayer::OpenAudioFile(ScopedPointer<AudioFileReader> newReader)
     std::stable_sort(newMarkers.begin(), newMarkers.end(),
                      [](const MarkerReport& a, const MarkerReport& b) { return a.position < b.position; });
 
+    // The ring is as wide as what is heard, not as the file: a ring as wide
+    // as the file would hold channels nobody hears (a 600-channel file in an
+    // 8-channel box took 1.15 GB). It is as long as the buffer size or the
+    // file, whichever is shorter, and a file that fits is held whole.
+    PlayerRing::Shape shape;
+    shape.channels = std::min(numChannels, newReader->getNumChannels());
+    const auto length = std::uint64_t(std::max<std::int64_t>(newReader->getLengthInSamples(), 0));
+    shape.resident = length <= ringCapacity;
+    shape.frames = std::min(length, ringCapacity);
+    // A ring of the same shape is reused as it is; a new one is allocated
+    // before the old one goes, so that a refusal leaves the old file playing.
+    // Destroyed last, after the audio side is let back in: the old ring.
+    PlayerRing newRing;
+    const bool reuse = ring.getShape() == shape;
+    if (!reuse)
+        newRing = PlayerRing::Allocate(shape, newReader->getFile().getFullPathName());
+
     const TransportChange change(*this);
     {
         const std::lock_guard disk(diskMutex);
-        const std::uint32_t channels = newReader->getNumChannels();
-        if (channels > ring.getNumChannels())
-        {
-            ring.setSize(channels, ringCapacity);  // keeps the old ring when it throws
-            ring.clear();
-        }
+        if (reuse)
+            ring.forgetLoaded();
+        else
+            std::swap(ring, newRing);
+        ringLength.store(shape.frames, std::memory_order_release);
+        ringResident.store(shape.resident, std::memory_order_release);
+        ringUsed.store(0);
         if (reader != nullptr)
         {
-            ring.clear();
             playing.store(false);
             played.store(0);
             totalPlayed.store(0);
@@ -196,8 +213,9 @@ void AudioFilePlayer::PlayWhole()
         // file's frames 0 to used - 1 in order (a loop that started over
         // would have moved the file position elsewhere).
         const std::uint64_t used = ringUsed.load();
-        const bool keep = ringReadIndex.load() == 0 && used > 0 && filePosition.load() == used && ringFrames[0] == 0
-                       && ringFrames[used - 1] == used - 1;
+        const std::uint64_t* tags = ring.tags();
+        const bool keep = !ring.getShape().resident && ringReadIndex.load() == 0 && used > 0
+                       && filePosition.load() == used && tags[0] == 0 && tags[used - 1] == used - 1;
         if (!keep)
             resetRing(0);
         forgetUnderrun();
@@ -238,12 +256,16 @@ void AudioFilePlayer::Seek(double startMsec, double endMsec)
 
 void AudioFilePlayer::resetRing(std::uint64_t startFrame)
 {
-    ringReadIndex.store(0);
     played.store(0);
-    ringWriteIndex.store(0);
     filePosition.store(startFrame);
-    ringUsed.store(0, std::memory_order_release);
     forgetUnderrun();
+    // A resident file keeps what is loaded: ring frame i holds file frame i
+    // whatever plays next. Loading goes on from the new start.
+    if (ring.getShape().resident)
+        return;
+    ringReadIndex.store(0);
+    ringWriteIndex.store(0);
+    ringUsed.store(0, std::memory_order_release);
 }
 
 void AudioFilePlayer::forgetUnderrun() noexcept
@@ -258,7 +280,7 @@ void AudioFilePlayer::bufferFirstBlock()
 {
     // One pass reads at most 4096 frames; a larger block would start with
     // an underrun.
-    while (ringUsed.load(std::memory_order_acquire) < getBlockSize() && readSamplesFromDisk() > 0)
+    while (!hasFramesFor(getBlockSize()) && readSamplesFromDisk() > 0)
     {
     }
 }

@@ -46,11 +46,6 @@ bool InletsOutletsConnectionsStatus::isInletConnected(std::uint32_t inlet) const
     return inlet < inletConnected.size() && inletConnected[inlet].load() != 0;
 }
 
-bool InletsOutletsConnectionsStatus::isOutletConnected(std::uint32_t outlet) const noexcept
-{
-    return outlet < outletConnected.size() && outletConnected[outlet].load() != 0;
-}
-
 std::uint32_t InletsOutletsConnectionsStatus::getNumConnectedInlets() const noexcept
 {
     return std::uint32_t(std::count_if(inletConnected.begin(), inletConnected.end(),

@@ -65,7 +65,11 @@ public:
 
     /** False for an index out of range. */
     bool isInletConnected(std::uint32_t inlet) const noexcept;
-    bool isOutletConnected(std::uint32_t outlet) const noexcept;
+    /** Inline: the audio side asks once per channel and block. */
+    bool isOutletConnected(std::uint32_t outlet) const noexcept
+    {
+        return outlet < outletConnected.size() && outletConnected[outlet].load() != 0;
+    }
     std::uint32_t getNumConnectedInlets() const noexcept;
     std::uint32_t getNumConnectedOutlets() const noexcept;
 
