@@ -16,13 +16,6 @@
 
 namespace kel {
 
-namespace {
-
-constexpr std::uint32_t prefetchChannelsAhead = 6;
-constexpr std::size_t cacheLineBytes = 64;
-
-} // namespace
-
 /** What one block plays: fromRing frames out of the ring, in runs, and
     silent frames the disk has not delivered (an underrun): a streaming ring
     plays its frames first and the silent ones after, a resident one plays
@@ -97,6 +90,46 @@ void AudioFilePlayer::planBlock(BlockPlan& plan, std::uint64_t numFrames, bool l
     std::uint64_t ringIndex = read;
 
     std::uint64_t next = start + played.load(std::memory_order_relaxed);  // the frame due now
+
+    // Most blocks play frames that follow each other, all in the ring, inside
+    // the segment: one run, without a look at each frame.
+    if (next < end && numFrames > 0)
+    {
+        std::uint64_t first = next;
+        bool contiguous = false;
+        if (resident)
+        {
+            contiguous = next + numFrames <= end && ring.areLoaded(next, numFrames);
+        }
+        else if (used >= numFrames && read + numFrames <= length)
+        {
+            first = tags[read];
+            contiguous = first + numFrames <= end;
+            // Every tag, not only the last: a loop's wrap and an underrun's
+            // skip could cancel out between the two ends.
+            std::uint64_t mismatches = 0;
+            for (std::uint64_t i = 0; i < numFrames; ++i)
+                mismatches |= tags[read + i] ^ (first + i);
+            contiguous = contiguous && mismatches == 0;
+        }
+        if (contiguous)
+        {
+            if (currentUnderrun.frames > 0)
+                endUnderrun();
+            copyRuns[0] = {0, resident ? first : read, numFrames};
+            plan.runs = 1;
+            plan.fromRing = numFrames;
+            const double base = double(first);
+            for (std::uint64_t i = 0; i < numFrames; ++i)
+                positionWork[i] = base + double(i);
+            if (plan.reports)
+                reportMarkersIn(first, first + numFrames - 1);
+            next = first + numFrames;
+            plan.ended = next >= end && !loops;
+            played.store(std::min(next, end) - start, std::memory_order_relaxed);
+            return;
+        }
+    }
     std::uint64_t runFirst = 0, runLast = 0;
     bool inRun = false;
     std::uint64_t i = 0;
@@ -205,30 +238,30 @@ void AudioFilePlayer::copyFromRing(AudioBufferBase<float>& outputs, const BlockP
     const AudioBufferBase<float>& samples = ring.samples();
     const std::uint32_t channels = samples.getNumChannels();
     const std::uint64_t numFrames = outputs.getNumSamples();
-    // Frames no run covers (an underrun, the end) are silent.
-    const bool gaps = plan.fromRing < numFrames;
+    float* const* const out = outputs.getArrayOfWritePointers();
     const CopyRun* const runs = copyRuns.data();
-    const std::size_t firstBytes = plan.runs > 0 ? std::size_t(runs[0].frames) * sizeof(float) : 0;
 
-    for (std::uint32_t c = 0; c < channels; ++c)
+    if (plan.runs == 1 && plan.fromRing == numFrames)
     {
-        // Each channel's run lies in its own page of the ring: asking for a
-        // few channels ahead keeps several memory reads in flight.
-        if (c + prefetchChannelsAhead < channels && plan.runs > 0)
+        // The usual block: one copy per channel.
+        const std::uint64_t from = runs[0].ring;
+        const std::size_t bytes = std::size_t(numFrames) * sizeof(float);
+        for (std::uint32_t c = 0; c < channels; ++c)
+            if (isOutputConnected(c))
+                std::memcpy(out[c], samples.getReadPointer(c) + from, bytes);
+    }
+    else
+    {
+        // Frames no run covers (an underrun, the end) are silent.
+        for (std::uint32_t c = 0; c < channels; ++c)
         {
-            const char* ahead = reinterpret_cast<const char*>(samples.getReadPointer(c + prefetchChannelsAhead)
-                                                              + runs[0].ring);
-            for (std::size_t offset = 0; offset < firstBytes; offset += cacheLineBytes)
-                __builtin_prefetch(ahead + offset);
+            if (!isOutputConnected(c))
+                continue;
+            const float* in = samples.getReadPointer(c);
+            std::memset(out[c], 0, std::size_t(numFrames) * sizeof(float));
+            for (std::size_t r = 0; r < plan.runs; ++r)
+                std::memcpy(out[c] + runs[r].output, in + runs[r].ring, std::size_t(runs[r].frames) * sizeof(float));
         }
-        if (!isOutputConnected(c))
-            continue;
-        float* out = outputs.getWritePointer(c);
-        const float* in = samples.getReadPointer(c);
-        if (gaps)
-            std::memset(out, 0, std::size_t(numFrames) * sizeof(float));
-        for (std::size_t r = 0; r < plan.runs; ++r)
-            std::memcpy(out + runs[r].output, in + runs[r].ring, std::size_t(runs[r].frames) * sizeof(float));
     }
     clearAudioChannels(outputs, channels);
 }

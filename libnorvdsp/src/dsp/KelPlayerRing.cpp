@@ -102,6 +102,21 @@ void PlayerRing::markLoaded(std::uint64_t first, std::uint64_t count) noexcept
     }
 }
 
+bool PlayerRing::areLoaded(std::uint64_t first, std::uint64_t count) const noexcept
+{
+    while (count > 0)
+    {
+        const std::uint64_t bit = first % bitsPerWord;
+        const std::uint64_t n = std::min(count, bitsPerWord - bit);
+        const std::uint64_t wanted = BitRange(bit, n);
+        if ((loaded[first / bitsPerWord].load(std::memory_order_acquire) & wanted) != wanted)
+            return false;
+        first += n;
+        count -= n;
+    }
+    return true;
+}
+
 std::uint64_t PlayerRing::firstUnloaded(std::uint64_t from) const noexcept
 {
     const std::uint64_t frames = shape.frames;

@@ -66,6 +66,8 @@ public:
     {
         return (loaded[frame >> 6].load(std::memory_order_acquire) >> (frame & 63)) & 1u;
     }
+    /** Whether frames first..first+count-1 (inside the ring) are all loaded. */
+    bool areLoaded(std::uint64_t first, std::uint64_t count) const noexcept;
     /** Disk side, after writing the frames' samples. */
     void markLoaded(std::uint64_t first, std::uint64_t count) noexcept;
     /** The first frame at or after from (circularly) that is not loaded, or
