@@ -5,9 +5,11 @@
 // the largest position error it measured, in frames.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <iostream>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "support/FrameIndexReader.h"
@@ -279,6 +281,99 @@ TEST(AudioFilePlayerTiming, UnderrunsAreSilentAndKeepTime)
         SCOPED_TRACE(c.name);
         PlayWithUnderruns(c);
     }
+}
+
+/** A disk slower than playback: every read takes a few milliseconds. */
+class SlowReader : public kel::AudioFileReader
+{
+public:
+    explicit SlowReader(kel::ScopedPointer<kel::AudioFileReader> wrapped)
+        : AudioFileReader(wrapped->getFile(), nullptr), inner(std::move(wrapped))
+    {
+        metadata = inner->getMetadata();
+    }
+    kel::String getDefaultExtension() const override { return inner->getDefaultExtension(); }
+    bool readSamples(kel::SampleWord* const* destinations, std::int64_t numFrames, std::int64_t startFrame) override
+    {
+        std::this_thread::sleep_for(std::chrono::milliseconds(3));
+        return inner->readSamples(destinations, numFrames, startFrame);
+    }
+
+private:
+    kel::ScopedPointer<kel::AudioFileReader> inner;
+};
+
+/** Two channels of one value that is no frame index. */
+class ConstantReader : public kel::AudioFileReader
+{
+public:
+    explicit ConstantReader(std::int64_t length) : AudioFileReader(kel::File("/synthetic/constant.wav"), nullptr)
+    {
+        metadata.formatName = "WAV File";
+        metadata.sampleRate = 48000.0;
+        metadata.bitsPerSample = 32;
+        metadata.numChannels = 2;
+        metadata.usesFloatingPointData = true;
+        metadata.lengthInSamples = length;
+    }
+    kel::String getDefaultExtension() const override { return ".wav"; }
+    bool readSamples(kel::SampleWord* const* destinations, std::int64_t numFrames, std::int64_t) override
+    {
+        for (int c = 0; destinations[c] != nullptr; ++c)
+            std::fill_n(reinterpret_cast<kel::FloatWord*>(destinations[c]), numFrames, 0.25f);
+        return true;
+    }
+};
+
+TEST(AudioFilePlayerTiming, AFileHeldWholeLoadsFromWherePlaybackWaits)
+{
+    // Held whole (shorter than the ring), loading behind blocks that never
+    // wait: whatever is not loaded yet is silent and counts as played, and
+    // loading goes on from the frame playback waits for, so what plays is
+    // in time. A segment looped from the middle of the file, started before
+    // the loader can have reached it.
+    constexpr std::int64_t length = 150000;
+    LockedConsole console;
+    kel::test::UnderrunLog underruns;
+    PlayerHost host(2, 192000, rate, 4096);
+    host.player().AddHostListener(&console);
+    host.player().AddListener(&underruns);
+    // The ring is reused by a file of the same shape: what the first file
+    // left in it must never play as the second one's.
+    host.player().OpenAudioFile(std::make_unique<ConstantReader>(length));
+    ASSERT_TRUE(kel::test::WaitUntil([&] { return host.player().getNumBufferedFrames() == std::uint64_t(length); }));
+    host.player().OpenAudioFile(std::make_unique<SlowReader>(
+        std::make_unique<FrameIndexReader>("/synthetic/held-whole.wav", length)));
+    ASSERT_TRUE(host.player().isRingResident());
+    TransportModel model(length, rate);
+    host.Send("/loop 1");
+    model.SetLoop(true);
+    host.Send("/seek " + model.SeekText(90000) + " " + model.SeekText(140000));
+    model.Seek(90000, 140000);
+
+    TimingRun run(host, model, true, true);
+    std::string failure;
+    for (int block = 0; failure.empty() && block < 60; ++block)
+        failure = run.Block([] { return true; });
+    EXPECT_FALSE(run.check().silentRuns().empty()) << "the disk never fell behind";
+    // Then blocks that wait for the ring: the loop plays whole, in time.
+    const std::size_t silentRuns = run.check().silentRuns().size();
+    if (failure.empty())
+        failure = run.Blocks(40 * 4096);
+    EXPECT_EQ(failure, "");
+    EXPECT_EQ(run.check().silentRuns().size(), silentRuns);
+    EXPECT_EQ(run.CompareEnds(), "");
+    // Each underrun is reported.
+    EXPECT_TRUE(kel::test::WaitUntil(
+        [&]
+        {
+            host.player().RequestBuffering();
+            return underruns.reports().size() == run.check().silentRuns().size();
+        }))
+        << underruns.reports().size() << " reports of " << run.check().silentRuns().size() << " underruns";
+    ExpectNoFaultTexts(console);
+    PrintLargestError("held whole, loading behind", run.check().largestErrorInFrames());
+    host.DestroyPlayer();
 }
 
 // ---------------------------------------------------------------------------
