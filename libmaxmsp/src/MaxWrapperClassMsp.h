@@ -300,7 +300,8 @@ struct MspObject
     }
 
     /** The perform routine: one call of the processor's block entry with all
-        inputs and outputs. */
+        inputs and outputs. The entry writes only the outlets dsp64 found
+        connected (setConnections); Max reads no others. */
     static void Perform64(t_object* object, t_object* /*dsp64*/, double** ins, long numIns, double** outs,
                           long numOuts, long sampleFrames, long /*flags*/, void* /*userParam*/)
     {

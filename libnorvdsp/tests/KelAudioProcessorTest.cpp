@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cmath>
 #include <functional>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -209,9 +210,134 @@ TEST(AudioProcessorFrame, RunsNeverExceedTheBlockSizeAndTheDoubleEntryAgrees)
     in[199] = 1.0;
     const double* ins[] = {in.data()};
     double* outs[] = {out.data()};
+    p.getConnections().SetAllOutletsStatus(1);  // the 64-bit entry writes what the host reads
     p.ProcessBlock(ins, 1, outs, 1, 200);
     for (std::size_t i = 0; i < out.size(); ++i)
         ASSERT_EQ(out[i], double(block.out[0][i])) << i;
+}
+
+// Output c of frame f carries c + 1 + (f mod 1024) / 1024, exact in float;
+// the last output, the one refined in double, carries an hour into a file
+// in ms, which a float cannot hold: 3600000 + f / 48 (f counted from the
+// first block). Base is the frame it derives from: with auto-mute it knows
+// its connections, without it every output is read.
+template <typename Base>
+class RampSource : public Base
+{
+public:
+    explicit RampSource(std::uint32_t outputs) : Base(0, outputs) {}
+
+    static float Sample(std::uint32_t channel, std::uint64_t frame)
+    {
+        return float(channel + 1) + float(frame % 1024) / 1024.0f;
+    }
+    static double Refined(std::uint64_t frame) { return 3600000.0 + double(frame) / 48.0; }
+
+protected:
+    void Process(const kel::AudioBufferBase<float>&, kel::AudioBufferBase<float>& outputs) noexcept override
+    {
+        runStart = frames;
+        for (std::uint32_t c = 0; c < outputs.getNumChannels(); ++c)
+            for (std::uint64_t i = 0; i < outputs.getNumSamples(); ++i)
+                outputs.getWritePointer(c)[i] = Sample(c, frames + i);
+        frames += outputs.getNumSamples();
+    }
+
+    void RefineDoubleOutputs(double* const* outputs, std::uint32_t numOutputs, std::uint32_t numFrames) noexcept override
+    {
+        const std::uint32_t last = this->getNumOutputs() - 1;
+        if (last >= numOutputs || !this->isOutputRead(last))
+            return;
+        for (std::uint32_t i = 0; i < numFrames; ++i)
+            outputs[last][i] = Refined(runStart + i);
+    }
+
+private:
+    std::uint64_t frames = 0, runStart = 0;  // audio thread
+};
+
+struct Plain : kel::AudioProcessorBase
+{
+    Plain(std::uint32_t inputs, std::uint32_t outputs) : kel::AudioProcessorBase(inputs, outputs) {}
+};
+
+// The 64-bit entry as Max calls it: exact where the host reads (the refined
+// output at double precision), untouched where it does not, zeros on host
+// channels the processor lacks.
+TEST(AudioProcessorFrame, DoubleEntryConvertsOnlyTheOutputsTheHostReads)
+{
+    constexpr double untouched = -7.25;  // what the host's vectors hold before the block
+    enum class Expect { ramp, refined, untouched, zero };
+    using E = Expect;
+    struct Case
+    {
+        const char* what;
+        std::uint32_t outputs, hostOutputs;
+        std::vector<int> connected;  // per processor output
+        std::vector<Expect> expect;  // per host output
+        std::vector<std::string> messages = {};
+        bool knowsConnections = true;
+    };
+    const Case cases[] = {
+        {"all connected", 4, 4, {1, 1, 1, 1}, {E::ramp, E::ramp, E::ramp, E::refined}},
+        {"half connected", 4, 4, {1, 0, 1, 0}, {E::ramp, E::untouched, E::ramp, E::untouched}},
+        {"only the refined output", 4, 4, {0, 0, 0, 1}, {E::untouched, E::untouched, E::untouched, E::refined}},
+        {"none connected", 3, 3, {0, 0, 0}, {E::untouched, E::untouched, E::untouched}},
+        {"host outputs beyond the processor's", 2, 4, {0, 1}, {E::untouched, E::refined, E::zero, E::zero}},
+        {"host gives fewer outputs", 4, 2, {1, 0, 1, 1}, {E::ramp, E::untouched}},
+        {"muted", 4, 4, {1, 0, 0, 1}, {E::zero, E::untouched, E::untouched, E::zero}, {"/dsp/mute 1"}},
+        {"bypassed without inputs", 3, 3, {0, 1, 1}, {E::untouched, E::zero, E::zero}, {"/dsp/bypass 1"}},
+        {"connections unknown", 3, 3, {0, 0, 0}, {E::ramp, E::ramp, E::refined}, {}, false},
+    };
+    constexpr std::uint32_t frames = 300;  // runs of 64: 64 x 4 + 44
+    for (const auto& c : cases)
+    {
+        std::unique_ptr<kel::AudioProcessorBase> processor;
+        if (c.knowsConnections)
+        {
+            auto p = std::make_unique<RampSource<kel::test::TestProcessor>>(c.outputs);
+            for (std::uint32_t o = 0; o < c.outputs; ++o)
+                p->getConnections().SetOutletStatus(o, c.connected[o]);
+            for (const auto& m : c.messages)
+                p->Send(m);
+            processor = std::move(p);
+        }
+        else
+            processor = std::make_unique<RampSource<Plain>>(c.outputs);
+        processor->Prepare(48000, 64);
+
+        std::vector<std::vector<double>> out(c.hostOutputs, std::vector<double>(frames, untouched));
+        std::vector<double*> outs;
+        for (auto& channel : out)
+            outs.push_back(channel.data());
+        // Two blocks: the refined time goes on from one to the next.
+        for (std::uint32_t block = 0; block < 2; ++block)
+        {
+            std::fill(out.begin(), out.end(), std::vector<double>(frames, untouched));
+            for (std::size_t o = 0; o < outs.size(); ++o)
+                outs[o] = out[o].data();
+            processor->ProcessBlock(static_cast<const double* const*>(nullptr), 0, outs.data(), c.hostOutputs, frames);
+            for (std::uint32_t o = 0; o < c.hostOutputs; ++o)
+            {
+                int wrong = 0;
+                for (std::uint32_t i = 0; i < frames; ++i)
+                {
+                    const std::uint64_t frame = std::uint64_t(block) * frames + i;
+                    double want = 0.0;
+                    switch (c.expect[o])
+                    {
+                    case E::ramp: want = double(RampSource<Plain>::Sample(o, frame)); break;
+                    case E::refined: want = RampSource<Plain>::Refined(frame); break;
+                    case E::untouched: want = untouched; break;
+                    case E::zero: want = 0.0; break;
+                    }
+                    if (out[o][i] != want && wrong++ == 0)
+                        ADD_FAILURE() << c.what << ": output " << o << " frame " << frame << " is " << out[o][i]
+                                      << ", expected " << want;
+                }
+            }
+        }
+    }
 }
 
 TEST(AudioProcessorFrame, AutoMuteAttackAndReleaseAcrossBlocks)

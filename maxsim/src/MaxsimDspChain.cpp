@@ -1,9 +1,15 @@
 // Each box gets its own input vectors (the sum of the signal cords into each
-// inlet) and its own output vectors (never in place).
+// inlet) and its own output vectors (never in place). Max's output vectors
+// hold whatever their last user left, so before a box's perform routines run
+// every output sample here is a NaN of our own, and a connected outlet they
+// leave with one is reported (and the sample cleared, so that no later box
+// sees it). Unconnected outlets are not checked: Max reads none of them.
 #include "MaxsimDspChain.h"
 
 #include <algorithm>
 #include <atomic>
+#include <bit>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -23,6 +29,13 @@ namespace
 
 // Max's limit for one multichannel cord.
 constexpr long maxChannels = 1024;
+
+// What an output sample holds before perform: a quiet NaN no arithmetic
+// makes by chance.
+constexpr std::uint64_t unwrittenBits = 0x7ff8'4d41'5853'494dULL;
+const double unwritten = std::bit_cast<double>(unwrittenBits);
+
+bool isUnwritten(double sample) { return std::bit_cast<std::uint64_t>(sample) == unwrittenBits; }
 
 struct Perform
 {
@@ -54,6 +67,7 @@ struct BoxDsp
     std::vector<std::vector<double>> inputs, outputs;
     std::vector<double*> ins, outs;
     std::vector<double*> recorded;  // the recorded channels, when recording
+    std::vector<std::pair<long, std::size_t>> connected;  // outlet index, output channel: each that Max reads
     bool removed = false;           // by z_dsp_free; the memory stays until the next swap
 };
 
@@ -216,7 +230,11 @@ std::unique_ptr<BoxDsp> compileBox(State& s, t_object* box, const std::vector<st
         numOuts += static_cast<std::size_t>(n);
         const bool recorded = recording && (recording->outlets.empty() ||
                                             std::count(recording->outlets.begin(), recording->outlets.end(), index));
-        outletCounts.push_back(OutletHasCords(box, index) || recorded ? 1 : 0);
+        const bool read = OutletHasCords(box, index) || recorded;
+        outletCounts.push_back(read ? 1 : 0);
+        if (read)
+            for (long c = 0; c < n; ++c)
+                b->connected.emplace_back(index, b->outlets[index].first + static_cast<std::size_t>(c));
         ++signalIndex;
     }
 
@@ -287,6 +305,20 @@ std::unique_ptr<BoxDsp> compileBox(State& s, t_object* box, const std::vector<st
         }
     }
     return b;
+}
+
+// Inside the box's perform scope: the connected outlets it left unwritten.
+void checkWritten(BoxDsp& b, long frames)
+{
+    for (const auto& [outlet, channel] : b.connected)
+    {
+        double* out = b.outs[channel];
+        if (std::none_of(out, out + frames, isUnwritten))
+            continue;
+        Violation(Subject(b.box), "its perform routine left samples of connected outlet " + std::to_string(outlet) +
+                                      " unwritten");
+        std::replace_if(out, out + frames, isUnwritten, 0.0);
+    }
 }
 
 void markRemoved(State& s, const void* box)
@@ -401,12 +433,16 @@ void RunBlock()
             Violation(Subject(b->box), "its perform routine is due after its z_dsp_free (not called)");
             continue;
         }
+        if (!b->performs.empty())
         {
+            for (auto& v : b->outputs)
+                std::fill(v.begin(), v.end(), unwritten);
             CallScope scope(b->box);
             RoleScope role(Role::AudioPerform);
             for (const Perform& p : b->performs)
                 p.fn(b->box, s.chainObject, b->ins.data(), static_cast<long>(b->ins.size()), b->outs.data(),
                      static_cast<long>(b->outs.size()), frames, p.flags, p.userParam);
+            checkWritten(*b, frames);
         }
         if (b->recorded.empty())
             continue;

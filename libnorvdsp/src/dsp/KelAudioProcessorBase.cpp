@@ -277,11 +277,13 @@ void AudioProcessorBase::ProcessBlock(const double* const* inputs, std::uint32_t
 
             for (std::uint32_t c = 0; c < processed; ++c)
             {
-                const float* work = outputWork.getReadPointer(c);
                 double* out = outputs[c] + offset;
+                runOutputs[c] = out;
+                if (!isOutputRead(c))
+                    continue;
+                const float* work = outputWork.getReadPointer(c);
                 for (std::uint32_t i = 0; i < n; ++i)
                     out[i] = double(work[i]);
-                runOutputs[c] = out;
             }
             if (ran)
                 RefineDoubleOutputs(runOutputs.data(), processed, n);

@@ -19,8 +19,11 @@
 //     inputs the host did not give read silence, processor outputs it did
 //     not give are discarded.
 // The double-precision entry converts through work buffers owned by the
-// frame (Max hands 64-bit vectors); the float entry hands views of the host's
-// own vectors to Process, without copying.
+// frame (Max hands 64-bit vectors), and only the outputs the host reads
+// (isOutputRead): Max never reads an unconnected outlet's vector, so the
+// entry leaves it as Max gave it; converting or clearing it would be work
+// for nothing (62 of 64 channels in a patch that takes two). The float entry
+// hands views of the host's own vectors to Process, without copying.
 //
 // Threads:
 //  - main thread: construction, Prepare, the Set* operations, Clear,
@@ -151,7 +154,8 @@ protected:
         outside Prepare. A processor may talk to its host here. */
     virtual void AudioSetupChanged() {}
     /** The 64-bit entry calls this after each Process with the same run's
-        64-bit outputs (already converted from Process's float outputs): a
+        64-bit outputs (those the host reads already converted from
+        Process's float outputs; the others as the host gave them): a
         processor whose output carries more than a float holds (a time in
         milliseconds an hour into a file) writes it here at full precision.
         Audio thread; must not allocate, block or throw. */
@@ -159,6 +163,10 @@ protected:
                                      std::uint32_t /*numFrames*/) noexcept
     {
     }
+    /** Whether the host reads output channel: the 64-bit entry converts
+        only those. Every output unless a processor knows its connections.
+        Audio thread; must not block. */
+    virtual bool isOutputRead(std::uint32_t /*channel*/) const noexcept { return true; }
     /** Reset the processor's internal state ("/dsp/clear"). */
     virtual void ClearState() {}
     /** For the frame's own classes: follow a verbosity change. */

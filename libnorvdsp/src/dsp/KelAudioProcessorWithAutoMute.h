@@ -52,6 +52,8 @@ public:
 
 protected:
     bool AnalyseInputs(const AudioBufferBase<float>& inputs) noexcept override;
+    /** The host reads the connected outputs only. */
+    bool isOutputRead(std::uint32_t channel) const noexcept override { return isOutputConnected(channel); }
 
     /** Hooks after the change (main thread). */
     virtual void AutoMuteChanged(bool /*isOn*/) {}

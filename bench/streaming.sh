@@ -1,0 +1,252 @@
+#!/usr/bin/env bash
+# bench/streaming.sh BUILD_DIR: whole-process streaming speed and peak memory
+# of the command-line tool and of the Max external (in maxsim), each figure
+# beside its reference from the same run. ./dev bench runs it after the
+# Google Benchmark binary.
+#
+# Speed: wall clock of whole processes, subject and reference alternating,
+# KEL_BENCH_RUNS runs of each (5), medians; every file is read into the page
+# cache first, so the disk is out of the figures.
+#  - auvo5-sfplay render FILE /dev/null --channels N beside sndfile-decode
+#    (libsndfile, 4096-frame blocks, nothing written) for four files;
+#  - auvo5-sfplay decode FILE /dev/null beside sndfile-decode;
+#  - render beside Pure Data's [readsf~ 64] in pd -batch, whole process for
+#    both; Pd's own [realtime] from "start" to readsf~'s end bang is shown too.
+# Memory: peak resident memory (GNU time's %M) beside the ring the player
+# should hold and the program's own baseline. A ring holds channels x frames
+# floats plus an 8-byte frame tag per frame, where channels = min(box
+# channels, file channels) and frames = min(buffer size, file length); there
+# is no ring without a file.
+set -euo pipefail
+shopt -s inherit_errexit
+export LC_ALL=C
+
+BUILD="$(cd "${1:?usage: bench/streaming.sh BUILD_DIR}" && pwd)"
+RUNS="${KEL_BENCH_RUNS:-5}"
+CLI="$BUILD/cli/auvo5-sfplay"
+DECODE="$BUILD/bench/sndfile-decode"
+MAXSIM="$BUILD/max/maxsim"
+EXTERNAL="$BUILD/max/auvo5.sfplay~.mxl_x86_64"
+FIXTURES="$BUILD/bench/fixtures"
+WORK="$(mktemp -d "${TMPDIR:-/tmp}/auvo5-streaming.XXXXXX")"
+trap 'rm -rf "$WORK"' EXIT
+
+RATE=48000
+BUFFER_FRAMES=480000   # the player's default buffer size (render and the box)
+BOXES=10
+BOX_CHANNELS=250
+
+for tool in "$CLI" "$DECODE" "$MAXSIM" "$EXTERNAL"; do
+  [ -e "$tool" ] || { echo "streaming.sh: $tool is missing (build the release tree first)" >&2; exit 1; }
+done
+command -v sox >/dev/null || { echo "streaming.sh: sox is needed for the fixtures" >&2; exit 1; }
+[ -x /usr/bin/time ] || { echo "streaming.sh: GNU time (/usr/bin/time) is needed for the memory figures" >&2; exit 1; }
+
+# fixture NAME SECONDS CHANNELS SOX_ENCODING...: made once, by sox, in the
+# build tree; a different waveform on neighbouring channels, never silence.
+fixture() {
+  local name="$1" seconds="$2" channels="$3"; shift 3
+  local path="$FIXTURES/$name.wav"
+  if [ ! -f "$path" ]; then
+    mkdir -p "$FIXTURES"
+    echo "making $name.wav ($channels channels, $seconds s)" >&2
+    sox -D -n -r "$RATE" "$@" -c "$channels" "$FIXTURES/$name.incomplete.wav" \
+      synth "$seconds" sine 440 square 330 sawtooth 220 noise gain -1
+    mv "$FIXTURES/$name.incomplete.wav" "$path"
+  fi
+  printf '%s\n' "$path"
+}
+
+# Seconds elapsed while CMD runs; its stdout is dropped, a failure stops all.
+wall() {
+  local start end
+  start=$EPOCHREALTIME
+  "$@" >/dev/null || { echo "streaming.sh: failed: $*" >&2; exit 1; }
+  end=$EPOCHREALTIME
+  awk -v s="$start" -v e="$end" 'BEGIN { printf "%.6f\n", e - s }'
+}
+
+median() { sort -g | awk '{ v[NR] = $1 } END { print (NR % 2) ? v[(NR + 1) / 2] : (v[NR / 2] + v[NR / 2 + 1]) / 2 }'; }
+
+# "1.234 s  48.6x": seconds and real-time factor (seconds of audio per second).
+speed() { awk -v t="$1" -v a="$2" 'BEGIN { printf "%7.3f s %7.1fx", t, a / t }'; }
+
+# "ratio 0.85, goal >= 1.0: below": subject speed over reference speed.
+verdict() {
+  awk -v subject="$1" -v reference="$2" -v goal="$3" 'BEGIN {
+    r = reference / subject
+    printf "ratio %5.2f, goal >= %s: %s", r, goal, (r >= goal ? "met" : "below") }'
+}
+
+warm() { cat "$@" >/dev/null; }
+
+# The subject and its reference, alternating, RUNS times each; their medians
+# in SUBJECT and REFERENCE.
+# compare "SUBJECT CMD" "REFERENCE CMD" (words split at blanks: no path holds one)
+compare() {
+  local i
+  : >"$WORK/s"; : >"$WORK/r"
+  for ((i = 0; i < RUNS; i++)); do
+    # shellcheck disable=SC2086
+    wall $1 >>"$WORK/s"
+    # shellcheck disable=SC2086
+    wall $2 >>"$WORK/r"
+  done
+  SUBJECT=$(median <"$WORK/s")
+  REFERENCE=$(median <"$WORK/r")
+}
+
+for path in "$BUILD" "$FIXTURES"; do
+  case "$path" in *[[:space:]]*) echo "streaming.sh: the build path may not hold spaces" >&2; exit 1 ;; esac
+done
+
+F64_24=$(fixture stream64-24 60 64 -b 24)
+F64_16=$(fixture stream64-16 60 64 -b 16)
+F64_F=$(fixture stream64-float 60 64 -e floating-point -b 32)
+F512_24=$(fixture stream512-24 10 512 -b 24)
+F600_16=$(fixture burst600-16 0.1 600 -b 16)
+F250_24=$(fixture box250-24 1 250 -b 24)
+MONO=$(fixture mono-16 0.1 1 -b 16)
+
+echo
+echo "== Streaming: whole processes, wall clock, median of $RUNS runs each, subject and reference"
+echo "   alternating, files in the page cache; real-time factor = seconds of audio per second"
+echo
+echo "render FILE /dev/null --channels N  beside  sndfile-decode FILE (libsndfile, 4096-frame blocks, nothing written)"
+printf '  %-22s %-21s %-21s %s\n' file render libsndfile "render/libsndfile"
+for row in "64 ch 24-bit, 60 s|$F64_24|64|60" "64 ch 16-bit, 60 s|$F64_16|64|60" \
+           "64 ch float, 60 s|$F64_F|64|60" "512 ch 24-bit, 10 s|$F512_24|512|10"; do
+  IFS='|' read -r label file channels seconds <<<"$row"
+  warm "$file"
+  compare "$CLI render $file /dev/null --channels $channels" "$DECODE $file"
+  printf '  %-22s %-21s %-21s %s\n' "$label" "$(speed "$SUBJECT" "$seconds")" "$(speed "$REFERENCE" "$seconds")" \
+    "$(verdict "$SUBJECT" "$REFERENCE" 1.0)"
+done
+
+echo
+echo "decode FILE /dev/null  beside  sndfile-decode FILE"
+printf '  %-22s %-21s %-21s %s\n' file decode libsndfile "decode/libsndfile"
+warm "$F64_24"
+compare "$CLI decode $F64_24 /dev/null" "$DECODE $F64_24"
+printf '  %-22s %-21s %-21s %s\n' "64 ch 24-bit, 60 s" "$(speed "$SUBJECT" 60)" "$(speed "$REFERENCE" 60)" \
+  "$(verdict "$SUBJECT" "$REFERENCE" 1.5)"
+
+echo
+echo "render --channels 64  beside  Pure Data [readsf~ 64] (pd -batch -noaudio -nogui): whole process for both;"
+echo "Pd's own [realtime] from \"start\" to readsf~'s end bang in the last column"
+if command -v pd >/dev/null; then
+  patch="$WORK/readsf64.pd"
+  # loadbang: dsp on, then (right to left) open, the timer reset, start; the
+  # end bang reads the timer, prints it and quits.
+  cat >"$patch" <<EOF
+#N canvas 0 0 600 400 12;
+#X obj 10 10 loadbang;
+#X obj 10 40 t b b b b;
+#X msg 300 70 open $F64_24;
+#X obj 10 200 realtime;
+#X msg 120 100 start;
+#X msg 10 100 \; pd dsp 1;
+#X obj 120 140 readsf~ 64;
+#X obj 10 230 t b f;
+#X obj 100 260 print pd-readsf-ms;
+#X msg 10 290 \; pd quit;
+#X connect 0 0 1 0;
+#X connect 1 3 2 0;
+#X connect 2 0 6 0;
+#X connect 1 2 3 0;
+#X connect 1 1 4 0;
+#X connect 4 0 6 0;
+#X connect 1 0 5 0;
+#X connect 6 64 3 1;
+#X connect 3 0 7 0;
+#X connect 7 1 8 0;
+#X connect 7 0 9 0;
+EOF
+  # One run: its whole-process seconds to pd, its timer (printed on
+  # stderr, in ms) to pdrt.
+  pd_run() {
+    local start end ms
+    start=$EPOCHREALTIME
+    pd -batch -noaudio -nogui -stderr -open "$patch" 2>"$WORK/pd.err" >/dev/null || true
+    end=$EPOCHREALTIME
+    ms=$(sed -n 's/^pd-readsf-ms: *//p' "$WORK/pd.err")
+    [ -n "$ms" ] || { echo "streaming.sh: Pd did not report its time:" >&2; cat "$WORK/pd.err" >&2; exit 1; }
+    awk -v s="$start" -v e="$end" 'BEGIN { printf "%.6f\n", e - s }' >>"$WORK/pd"
+    awk -v ms="$ms" 'BEGIN { printf "%.6f\n", ms / 1000 }' >>"$WORK/pdrt"
+  }
+  warm "$F64_24"
+  : >"$WORK/s"; : >"$WORK/pd"; : >"$WORK/pdrt"
+  for ((i = 0; i < RUNS; i++)); do
+    wall "$CLI" render "$F64_24" /dev/null --channels 64 >>"$WORK/s"
+    pd_run
+  done
+  subject=$(median <"$WORK/s")
+  reference=$(median <"$WORK/pd")
+  inside=$(median <"$WORK/pdrt")
+  printf '  %-22s %-21s %-21s %s\n' file render "Pd (whole)" "render/Pd"
+  printf '  %-22s %-21s %-21s %s   Pd [realtime]: %s\n' "64 ch 24-bit, 60 s" "$(speed "$subject" 60)" \
+    "$(speed "$reference" 60)" "$(verdict "$subject" "$reference" 1.3)" "$(speed "$inside" 60)"
+else
+  echo "  skipped: Pure Data (pd, Debian's puredata-core) is not installed"
+fi
+
+# ---------------------------------------------------------------------------
+# Memory
+
+# Peak resident memory of CMD in bytes (GNU time's %M, in KiB); its output
+# is dropped, a failure stops all.
+peak() {
+  /usr/bin/time -f '%M' -o "$WORK/rss" "$@" >/dev/null 2>"$WORK/peak.err" ||
+    { echo "streaming.sh: failed: $*" >&2; cat "$WORK/peak.err" >&2; exit 1; }
+  awk '{ printf "%.0f\n", $1 * 1024 }' "$WORK/rss"
+}
+
+# ring CHANNELS_OF_THE_PLAYER CHANNELS_OF_THE_FILE FRAMES_OF_THE_FILE
+ring() {
+  awk -v pc="$1" -v fc="$2" -v ff="$3" -v buffer="$BUFFER_FRAMES" 'BEGIN {
+    c = pc < fc ? pc : fc; f = buffer < ff ? buffer : ff
+    printf "%.0f\n", c * f * 4 + f * 8 }'
+}
+
+# One line: peak, baseline, above the baseline, rings expected, the limit
+# (rings + baseline, plus 10 %) and whether the peak is within it.
+memory_line() {
+  awk -v label="$1" -v peak="$2" -v base="$3" -v rings="$4" 'BEGIN {
+    mb = 1000000; limit = (rings + base) * 1.10
+    printf "  %-40s %9.1f MB %9.1f MB %9.1f MB %9.1f MB %9.1f MB  %s\n", label, peak / mb, base / mb,
+           (peak - base) / mb, rings / mb, limit / mb, (peak <= limit ? "within" : "EXCEEDS") }'
+}
+
+maxsim_script() {
+  local name="$1" boxes="$2" file="$3" i
+  {
+    for ((i = 1; i <= boxes; i++)); do echo "new auvo5.sfplay~ @channels $BOX_CHANNELS"; done
+    if [ -n "$file" ]; then
+      for ((i = 1; i <= boxes; i++)); do echo "send $i /open $file"; done
+    fi
+    # Time for every buffering thread to fill its ring (the file is in the
+    # page cache); then the boxes go as a patcher's would.
+    echo "wait 3000"
+    for ((i = 1; i <= boxes; i++)); do echo "free $i"; done
+  } >"$WORK/$name.maxsim"
+  printf '%s\n' "$WORK/$name.maxsim"
+}
+
+echo
+echo "== Memory: peak resident memory (GNU time %M); rings expected = channels x frames x 4 + frames x 8 bytes,"
+echo "   channels = min(player's, file's), frames = min(buffer size $BUFFER_FRAMES, file length), none without a file;"
+echo "   limit = (rings + baseline) + 10 %"
+printf '  %-40s %12s %12s %12s %12s %12s\n' "" peak baseline "above base" "rings" limit
+warm "$F600_16" "$MONO" "$F250_24"
+base=$(peak "$CLI" render "$MONO" /dev/null)
+measured=$(peak "$CLI" render "$F600_16" /dev/null --channels 8)
+memory_line "render 600-ch 0.1 s 16-bit, --channels 8" "$measured" "$base" "$(ring 8 600 $((RATE / 10)))"
+echo "    (baseline: render of a 0.1 s mono file)"
+
+base=$(peak "$MAXSIM" "$EXTERNAL" "$(maxsim_script none 0 "")")
+measured=$(peak "$MAXSIM" "$EXTERNAL" "$(maxsim_script empty "$BOXES" "")")
+memory_line "maxsim, $BOXES boxes @channels $BOX_CHANNELS, no file" "$measured" "$base" 0
+measured=$(peak "$MAXSIM" "$EXTERNAL" "$(maxsim_script open "$BOXES" "$F250_24")")
+per_box=$(ring "$BOX_CHANNELS" 250 "$RATE")
+memory_line "maxsim, the same, a 1 s 250-ch file open" "$measured" "$base" "$((per_box * BOXES))"
+echo "    (baseline: maxsim with the external loaded and the same script without the boxes)"
