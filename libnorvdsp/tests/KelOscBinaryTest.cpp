@@ -1,5 +1,6 @@
 // The binary layer: every decoding error text on hand-made packets, the
 // layout against liblo in both directions, and round trips through text.
+#include <algorithm>
 #include <bit>
 #include <cstdlib>
 #include <limits>
@@ -61,6 +62,39 @@ OscBundle::Element Read(const std::vector<std::uint8_t>& bytes)
 {
     OscInputStream in(bytes.data(), bytes.size());
     return in.ReadPacket();
+}
+
+// An address of exactly length characters and numParts parts: "/p/p/.../pppp".
+std::string AddressOf(std::size_t length, std::size_t numParts)
+{
+    std::string text;
+    for (std::size_t i = 0; i + 1 < numParts; ++i)
+        text += "/p";
+    text += '/';
+    return text + std::string(length - text.size(), 'q');
+}
+
+// The parts of an address text, split here independently of the library.
+std::vector<std::string> PartsOfText(const std::string& text)
+{
+    std::vector<std::string> parts;
+    std::size_t start = 1;
+    while (start <= text.size())
+    {
+        const std::size_t slash = std::min(text.find('/', start), text.size());
+        if (slash > start)
+            parts.push_back(text.substr(start, slash - start));
+        start = slash + 1;
+    }
+    return parts;
+}
+
+std::vector<std::string> PartsOf(const kel::OscAddressPattern& pattern)
+{
+    std::vector<std::string> parts;
+    for (std::size_t i = 0; i < pattern.getNumParts(); ++i)
+        parts.emplace_back(pattern.getPart(i));
+    return parts;
 }
 
 TEST(OscBinary, EveryDecodingErrorText)
@@ -267,6 +301,47 @@ TEST(OscBinary, TextToBinaryAndBackKeepsEveryMessage)
     ASSERT_EQ(one.size(), 1u);
     EXPECT_EQ(one[0].getMessage().toString(), "/one 1");
     EXPECT_TRUE(in.isExhausted());
+}
+
+// The reader splits a packet's address in a pass of its own: its parts,
+// their hashes and wildcard flags, what they match and what is refused must
+// be those of the same text read as a pattern.
+TEST(OscBinary, PacketAddressesSplitAsTheirTextDoes)
+{
+    const std::string texts[] = {
+        "/a", "/", "//a//b/", "/source/12/xyz", "/source/[1-4]/gain", "/{a,b}/*/c?", "/x*", "/*",
+        "/dsp/automute/attack", AddressOf(47, 4), AddressOf(48, 4), AddressOf(20, 5), AddressOf(600, 90),
+        "/source/[1-4]/" + std::string(60, 'g'),
+        // refused, or failing a bracket check
+        "/play now", "/a#b", "/\xC3\xA9t\xC3\xA9", "/x/[a", "/a/b]/c", "/x\x01", "/x/a,b", "/[1--4]",
+    };
+    const kel::OscAddressPattern patterns[] = {
+        kel::OscAddressPattern("/*"), kel::OscAddressPattern("/source/*/xyz"), kel::OscAddressPattern("/*/*/*"),
+        kel::OscAddressPattern("/{a,b}/*/c?"), kel::OscAddressPattern("/source/3/*"),
+        kel::OscAddressPattern("/p/p/p/*"),
+    };
+    for (const std::string& text : texts)
+    {
+        const auto packet = ByteBuilder().oscString(text).oscString(",").bytes;
+        const std::string error = ThrownMessage([&] { kel::OscAddressPattern{text}; });
+        EXPECT_EQ(ThrownMessage([&] { Read(packet); }), error) << text;
+        if (error != "<no exception>")
+            continue;
+        const kel::OscAddressPattern fromText(text);
+        const OscBundle::Element decoded = Read(packet);
+        const kel::OscAddressPattern& read = decoded.getMessage().getAddressPattern();
+        EXPECT_EQ(read.getText(), text);
+        EXPECT_EQ(PartsOf(read), PartsOfText(text)) << text;
+        EXPECT_TRUE(read.getParts() == fromText.getParts()) << text;
+        EXPECT_EQ(read.containsWildcard(), fromText.containsWildcard()) << text;
+        for (std::size_t i = 0; i < read.getNumParts(); ++i)
+            EXPECT_EQ(read.getParts().holdsWildcard(i), fromText.getParts().holdsWildcard(i)) << text << " part " << i;
+        for (const auto& p : patterns)
+        {
+            EXPECT_EQ(p.Matches(read), p.Matches(fromText)) << text << " by " << p.getText();
+            EXPECT_EQ(read.Matches(p), fromText.Matches(p)) << text << " against " << p.getText();
+        }
+    }
 }
 
 #if KEL_HAVE_LIBLO
@@ -507,6 +582,97 @@ void ExpectLibloReadsBundle(const std::uint8_t* p, std::size_t size, const OscBu
         at += n;
     }
     EXPECT_EQ(index, ours.size());
+}
+
+// Messages at and past every inline limit of a message (address length and
+// parts, number of arguments, text length), each way through liblo; then
+// copied, moved and assigned over messages of the other kind, and together
+// in one bundle.
+TEST(OscLiblo, MessagesPastTheInlineStorageBothWays)
+{
+    const std::size_t maxText = kel::SmallString::inlineLength;
+    const std::size_t shortText = std::string().capacity();
+    const auto floats = [](std::size_t n)
+    {
+        std::vector<OscArgument> all;
+        for (std::size_t i = 0; i < n; ++i)
+            all.push_back(OscArgument::fromFloat32(float(i) * 0.25f - 3.0f));
+        return all;
+    };
+    const auto texts = [](std::initializer_list<std::size_t> lengths)
+    {
+        std::vector<OscArgument> all;
+        for (const std::size_t n : lengths)
+            all.push_back(OscArgument::fromString(std::string(n, char('a' + n % 26))));
+        return all;
+    };
+    std::vector<OscArgument> mixed = ArgumentsForEveryPadding();
+    for (int round = 0; round < 10; ++round)
+        for (const auto& a : ArgumentsForEveryPadding())
+            mixed.push_back(a);
+    std::vector<OscArgument> blobs;
+    for (const std::size_t n : {std::size_t(1), std::size_t(4096), std::size_t(65537)})
+    {
+        MemoryBlock bytes(n);
+        for (std::size_t i = 0; i < n; ++i)
+            bytes[i] = std::uint8_t(i * 7);
+        blobs.push_back(OscArgument::fromBlob(std::move(bytes)));
+    }
+
+    struct Case
+    {
+        std::string address;
+        std::vector<OscArgument> arguments;
+    };
+    const Case cases[] = {
+        {AddressOf(maxText, 4), floats(OscMessage::inlineArguments)},
+        {AddressOf(maxText + 1, 4), floats(1)},
+        {AddressOf(maxText, 5), {}},
+        {AddressOf(1000, 100), floats(3)},
+        {"/a", floats(OscMessage::inlineArguments + 1)},
+        {"/mixed", mixed},
+        {"/s", texts({shortText, shortText + 1, maxText, maxText + 1, 1000, 70000})},
+        {"/b", blobs},
+        {AddressOf(300, 40), mixed},
+    };
+
+    const OscMessage small = std::move(OscMessage("/small").AddInt32(1));
+    OscBundle all;
+    for (const Case& c : cases)
+    {
+        Twin twin(c.address);
+        for (const auto& a : c.arguments)
+            twin.add(a);
+        const std::string context = c.address.substr(0, 60) + " with " + std::to_string(c.arguments.size());
+        const auto liblo = twin.serialised();
+        EXPECT_EQ(Write(twin.ours), liblo) << context;
+
+        const OscBundle::Element decoded = Read(liblo);
+        ASSERT_TRUE(decoded.isMessage()) << context;
+        const OscMessage& read = decoded.getMessage();
+        EXPECT_TRUE(read == twin.ours) << context;
+        EXPECT_EQ(PartsOf(read.getAddressPattern()), PartsOfText(c.address)) << context;
+        lo_message back = Deserialise(Write(read));
+        ExpectSame(back, twin.ours, context);
+        if (back != nullptr)
+            lo_message_free(back);
+
+        OscMessage copy(read);
+        EXPECT_TRUE(copy == twin.ours) << context;
+        OscMessage assigned(small);
+        assigned = read;
+        EXPECT_TRUE(assigned == twin.ours) << context;
+        const OscMessage moved(std::move(copy));
+        EXPECT_TRUE(moved == twin.ours) << context;
+        assigned = small;
+        EXPECT_TRUE(assigned == small) << context;
+        assigned = std::move(OscMessage(moved));
+        EXPECT_EQ(Write(assigned), liblo) << context;
+        all.AddMessage(moved);
+    }
+    const auto bytes = Write(all);
+    ExpectLibloReadsBundle(bytes.data(), bytes.size(), all, 0);
+    EXPECT_TRUE(Read(bytes).getBundle() == all);
 }
 
 TEST(OscLiblo, NestedBundlesBothWays)

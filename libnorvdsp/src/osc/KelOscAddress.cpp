@@ -18,6 +18,7 @@ enum : std::uint8_t
     refusedInAddress = 2, // "*,?[]{}"
     wildcardCharacter = 4,
     bracketCharacter = 8, // "[]{},": only these can fail a sanity check
+    endsPart = 16,        // "/" and the zero that ends a binary address
 };
 
 constexpr std::array<std::uint8_t, 256> MakeClasses()
@@ -34,6 +35,8 @@ constexpr std::array<std::uint8_t, 256> MakeClasses()
             bits |= wildcardCharacter;
         if (std::string_view("[]{},").find(char(c)) != std::string_view::npos)
             bits |= bracketCharacter;
+        if (c == '/' || c == 0)
+            bits |= endsPart;
         classes[std::size_t(c)] = bits;
     }
     return classes;
@@ -81,7 +84,7 @@ void OscAddressPattern::RemoveLeadingParts(std::size_t count)
             text += parts[i];
         }
         PooledHashedStringArray rest;
-        rest.SetPool(std::move(text));
+        rest.SetPool(text);
         for (std::size_t i = 1, offset = 1; i < parts.size(); offset += parts[i].size() + 1, ++i)
             rest.AddSlice(offset, parts[i].size(), parts.getHash(i), parts.holdsWildcard(i));
         parts = std::move(rest);
@@ -140,20 +143,18 @@ PooledHashedStringArray OscAddressTokeniser::split(std::string_view text, Syntax
         wildcard = false;
         return parts;
     }
-    parts.SetPool(String(text));
+    parts.SetPool(text);
 
     const std::uint8_t refused = syntax == Syntax::address ? (refusedAlways | refusedInAddress) : refusedAlways;
     // The first character stands for the leading slash, whatever it is.
     std::uint8_t all = ClassOf(text[0]);
     std::uint8_t bits = 0;
-    std::uint32_t hash = PooledHashedStringArray::hashSeed;
     std::size_t start = 1;
     for (std::size_t i = 1; i <= text.size(); ++i)
     {
         if (i < text.size() && text[i] != '/')
         {
             bits |= ClassOf(text[i]);
-            hash = PooledHashedStringArray::HashStep(hash, text[i]);
             continue;
         }
         if (i > start)
@@ -166,15 +167,68 @@ PooledHashedStringArray OscAddressTokeniser::split(std::string_view text, Syntax
             }
             if (syntax == Syntax::pattern && (bits & bracketCharacter) != 0)
                 sanityCheck(part);
-            parts.AddSlice(start, part.size(), hash, (bits & wildcardCharacter) != 0);
+            parts.AddSlice(start, part.size(), PooledHashedStringArray::hashOf(part), (bits & wildcardCharacter) != 0);
             all |= bits;
         }
         start = i + 1;
         bits = 0;
-        hash = PooledHashedStringArray::hashSeed;
     }
     wildcard = (all & wildcardCharacter) != 0;
     return parts;
+}
+
+std::size_t OscAddressTokeniser::TokeniseUpToZero(const char* bytes, std::size_t available,
+                                                  OscAddressPattern& pattern, bool& complete)
+{
+    PooledHashedStringArray& parts = pattern.parts;
+    parts.Clear();
+    complete = true;
+    if (available == 0)
+        return std::string_view::npos;
+    if (bytes[0] == '\0')
+    {
+        pattern.wildcard = false;
+        return 0;
+    }
+
+    // As split does for a pattern, but the end is the zero, found on the way.
+    // The first character counts for the wildcard flag only (as in split).
+    std::uint8_t all = ClassOf(bytes[0]);
+    std::uint8_t inParts = 0;
+    std::uint8_t bits = 0;
+    std::size_t start = 1;
+    std::size_t i = 1;
+    for (;; ++i)
+    {
+        if (i == available)
+            return std::string_view::npos;
+        const char c = bytes[i];
+        const std::uint8_t characterClass = ClassOf(c);
+        if ((characterClass & endsPart) == 0)
+        {
+            bits |= characterClass;
+            continue;
+        }
+        if (i > start)
+        {
+            const std::string_view part(bytes + start, i - start);
+            parts.AddSlice(start, part.size(), PooledHashedStringArray::hashOf(part),
+                           (bits & wildcardCharacter) != 0);
+            inParts |= bits;
+        }
+        if (c == '\0')
+            break;
+        start = i + 1;
+        bits = 0;
+    }
+    // Refusals and bracket checks have their exact texts and order in split.
+    complete = (inParts & (refusedAlways | bracketCharacter)) == 0;
+    if (complete)
+    {
+        parts.ReplacePool(std::string_view(bytes, i));
+        pattern.wildcard = ((all | inParts) & wildcardCharacter) != 0;
+    }
+    return i;
 }
 
 void OscAddressTokeniser::refusePart(std::string_view text, std::string_view part, bool isLastPart, Syntax syntax)

@@ -7,15 +7,19 @@
 // Addresses that handlers test are built once as static constants (one
 // getter each); dispatch then compares parts, never whole strings.
 //
-// Value types. Construction allocates and may throw kel::Exception; the
-// const operations never allocate (matching may for very long "*" parts)
-// and may be called from any thread on an object no one is modifying.
+// Value types. The text and the first parts live inside the object: an
+// address of up to 47 characters and 4 parts is built, copied and destroyed
+// without allocating (longer ones allocate). Construction may throw
+// kel::Exception; the const operations never allocate (matching may for very
+// long "*" parts) and may be called from any thread on an object no one is
+// modifying.
 #pragma once
 
 #include <cstddef>
 #include <string_view>
 
 #include "common/KelString.h"
+#include "containers/KelSmallString.h"
 #include "osc/KelPooledHashedStringArray.h"
 
 namespace kel {
@@ -27,14 +31,15 @@ class OscAddressPattern;
 class OscAddress
 {
 public:
-    OscAddress() = default;
+    // User-provided: OscAddress() must not zero the inline storage first.
+    OscAddress() noexcept {}
     /** Throws the address-syntax kel::Exception. */
     explicit OscAddress(std::string_view text);
 
     std::size_t getNumParts() const noexcept { return parts.size(); }
     std::string_view getPart(std::size_t index) const noexcept { return parts[index]; }
     const PooledHashedStringArray& getParts() const noexcept { return parts; }
-    const String& getText() const noexcept { return parts.getPool(); }
+    const SmallString& getText() const noexcept { return parts.getPool(); }
     bool isEmpty() const noexcept { return parts.empty(); }
 
     bool operator==(const OscAddress& other) const noexcept { return getText() == other.getText(); }
@@ -50,7 +55,7 @@ private:
 class OscAddressPattern
 {
 public:
-    OscAddressPattern() = default;
+    OscAddressPattern() noexcept {}
     /** Throws the address-syntax kel::Exception (bad character or a failed
         sanity check of a part). */
     explicit OscAddressPattern(std::string_view text);
@@ -60,8 +65,10 @@ public:
     std::size_t getNumParts() const noexcept { return parts.size(); }
     std::string_view getPart(std::size_t index) const noexcept { return parts[index]; }
     const PooledHashedStringArray& getParts() const noexcept { return parts; }
-    const String& getText() const noexcept { return parts.getPool(); }
+    const SmallString& getText() const noexcept { return parts.getPool(); }
     bool isEmpty() const noexcept { return parts.empty(); }
+    /** True while the text and the parts live inside the object. */
+    bool isInline() const noexcept { return parts.isInline(); }
     /** True when the text holds any of "*?{}[]". */
     bool containsWildcard() const noexcept { return wildcard; }
 
@@ -92,6 +99,15 @@ public:
     static void Tokenise(std::string_view text, OscAddress& address);
     /** The same for a pattern: wildcards allowed, each part sanity-checked. */
     static void Tokenise(std::string_view text, OscAddressPattern& pattern);
+    /** The binary reader's way, one pass over the bytes: the text is what
+        precedes the first zero of bytes[0, available); it is found, split
+        and hashed at once and becomes pattern's. Returns its length, or
+        npos when no zero ends it. Sets complete to false when the text
+        needs what this pass leaves to Tokenise (a character to refuse, a
+        bracket to check): Tokenise must then be called on the text. Never
+        throws but for lack of memory. */
+    static std::size_t TokeniseUpToZero(const char* bytes, std::size_t available, OscAddressPattern& pattern,
+                                        bool& complete);
 
     /** Checks the brackets of one pattern part; throws the "OSC format
         error: ..." kel::Exception of the first check that fails. */

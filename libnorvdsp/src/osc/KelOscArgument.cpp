@@ -4,14 +4,9 @@
 #include <cstdio>
 #include <cstring>
 #include <limits>
+#include <memory>
 
 namespace kel {
-
-OscArgument OscArgument::fromInt32(std::int32_t v) noexcept { return withValue('i', &Value::i, v); }
-OscArgument OscArgument::fromInt64(std::int64_t v) noexcept { return withValue('h', &Value::h, v); }
-OscArgument OscArgument::fromFloat32(float v) noexcept { return withValue('f', &Value::f, v); }
-OscArgument OscArgument::fromFloat64(double v) noexcept { return withValue('d', &Value::d, v); }
-OscArgument OscArgument::fromBool(bool v) noexcept { return withValue(v ? 'T' : 'F', &Value::b, v); }
 
 OscArgument OscArgument::fromString(std::string_view s)
 {
@@ -21,8 +16,8 @@ OscArgument OscArgument::fromString(std::string_view s)
 OscArgument OscArgument::fromString(String&& s) noexcept
 {
     OscArgument a;
+    std::construct_at(&a.text, std::move(s));
     a.tag = 's';
-    a.text = std::move(s);
     return a;
 }
 
@@ -34,9 +29,80 @@ OscArgument OscArgument::fromBlob(const MemoryBlock& bytes)
 OscArgument OscArgument::fromBlob(MemoryBlock&& bytes) noexcept
 {
     OscArgument a;
+    std::construct_at(&a.blob, std::move(bytes));
     a.tag = 'b';
-    a.blob = std::move(bytes);
     return a;
+}
+
+OscArgument::OscArgument(const OscArgument& other) : number{.h = 0}
+{
+    copyPayload(other);
+}
+
+OscArgument& OscArgument::operator=(const OscArgument& other)
+{
+    if (this != &other)
+    {
+        OscArgument copy(other);
+        *this = std::move(copy);
+    }
+    return *this;
+}
+
+OscArgument& OscArgument::operator=(OscArgument&& other) noexcept
+{
+    if (this != &other)
+    {
+        if (holdsObject())
+            destroyObject();
+        if (other.holdsObject())
+            moveObject(other);
+        else
+            setNumber(other.tag, other.number);
+    }
+    return *this;
+}
+
+const String& OscArgument::EmptyText() noexcept
+{
+    static const String empty;
+    return empty;
+}
+
+const MemoryBlock& OscArgument::EmptyBlob() noexcept
+{
+    static const MemoryBlock empty;
+    return empty;
+}
+
+void OscArgument::copyPayload(const OscArgument& other)
+{
+    // The tag is set last: should the copy throw, this stays a number.
+    if (other.tag == 's')
+        std::construct_at(&text, other.text);
+    else if (other.tag == 'b')
+        std::construct_at(&blob, other.blob);
+    else
+        number = other.number;
+    tag = other.tag;
+}
+
+void OscArgument::moveObject(OscArgument& other) noexcept
+{
+    if (other.tag == 's')
+        std::construct_at(&text, std::move(other.text));
+    else
+        std::construct_at(&blob, std::move(other.blob));
+    tag = other.tag;
+}
+
+void OscArgument::destroyObject() noexcept
+{
+    if (tag == 's')
+        std::destroy_at(&text);
+    else
+        std::destroy_at(&blob);
+    setNumber('i', Number{.h = 0});
 }
 
 namespace {
@@ -79,10 +145,10 @@ std::int32_t OscArgument::getAsInt32() const noexcept
 {
     switch (tag)
     {
-        case 'i': return value.i;
-        case 'h': return Low32Bits(value.h);
-        case 'f': return TruncateSaturating<std::int32_t>(value.f);
-        case 'd': return Low32Bits(TruncateSaturating<std::int64_t>(value.d));
+        case 'i': return number.i;
+        case 'h': return Low32Bits(number.h);
+        case 'f': return TruncateSaturating<std::int32_t>(number.f);
+        case 'd': return Low32Bits(TruncateSaturating<std::int64_t>(number.d));
         default: return 0;
     }
 }
@@ -93,10 +159,10 @@ bool OscArgument::getAsBool() const noexcept
     {
         case 'T': return true;
         case 'F': return false;
-        case 'i': return value.i != 0;
-        case 'h': return value.h != 0;
-        case 'f': return value.f >= 1.0f;
-        case 'd': return float(value.d) >= 1.0f;
+        case 'i': return number.i != 0;
+        case 'h': return number.h != 0;
+        case 'f': return number.f >= 1.0f;
+        case 'd': return float(number.d) >= 1.0f;
         default: return false;
     }
 }
@@ -105,10 +171,10 @@ double OscArgument::getAsDouble() const noexcept
 {
     switch (tag)
     {
-        case 'i': return double(value.i);
-        case 'h': return double(value.h);
-        case 'f': return double(value.f);
-        case 'd': return value.d;
+        case 'i': return double(number.i);
+        case 'h': return double(number.h);
+        case 'f': return double(number.f);
+        case 'd': return number.d;
         case 'T': return 1.0;
         default: return 0.0;
     }
@@ -118,12 +184,12 @@ String OscArgument::toString() const
 {
     switch (tag)
     {
-        case 'i': return ToString(value.i);
-        case 'h': return ToString(value.h);
+        case 'i': return ToString(number.i);
+        case 'h': return ToString(number.h);
         case 'T':
         case 'F': return getAsBool() ? "1" : "0";
-        case 'f': return FloatText(value.f);
-        case 'd': return FloatText(value.d);
+        case 'f': return FloatText(number.f);
+        case 'd': return FloatText(number.d);
         case 's':
         {
             String quoted;
@@ -151,10 +217,10 @@ bool OscArgument::operator==(const OscArgument& other) const noexcept
         return false;
     switch (tag)
     {
-        case 'i': return value.i == other.value.i;
-        case 'h': return value.h == other.value.h;
-        case 'f': return std::memcmp(&value.f, &other.value.f, sizeof(float)) == 0;
-        case 'd': return std::memcmp(&value.d, &other.value.d, sizeof(double)) == 0;
+        case 'i': return number.i == other.number.i;
+        case 'h': return number.h == other.number.h;
+        case 'f': return std::memcmp(&number.f, &other.number.f, sizeof(float)) == 0;
+        case 'd': return std::memcmp(&number.d, &other.number.d, sizeof(double)) == 0;
         case 's': return text == other.text;
         case 'b': return blob == other.blob;
         default: return true;

@@ -8,16 +8,14 @@
 
 namespace kel {
 
-OscBundle::Element::Element(const OscMessage& m) : message(std::make_unique<OscMessage>(m)) {}
-OscBundle::Element::Element(OscMessage&& m) : message(std::make_unique<OscMessage>(std::move(m))) {}
+OscBundle::Element::Element(const OscMessage& m) : message(m) {}
+OscBundle::Element::Element(OscMessage&& m) : message(std::move(m)) {}
 OscBundle::Element::Element(const OscBundle& b) : bundle(std::make_unique<OscBundle>(b)) {}
 OscBundle::Element::Element(OscBundle&& b) : bundle(std::make_unique<OscBundle>(std::move(b))) {}
 OscBundle::Element::~Element() = default;
 
-OscBundle::Element::Element(const Element& other)
+OscBundle::Element::Element(const Element& other) : message(other.message)
 {
-    if (other.message)
-        message = std::make_unique<OscMessage>(*other.message);
     if (other.bundle)
         bundle = std::make_unique<OscBundle>(*other.bundle);
 }
@@ -36,7 +34,7 @@ bool OscBundle::Element::operator==(const Element& other) const noexcept
 {
     if (isMessage() != other.isMessage())
         return false;
-    return isMessage() ? *message == *other.message : *bundle == *other.bundle;
+    return isMessage() ? message == other.message : *bundle == *other.bundle;
 }
 
 OscBundle& OscBundle::AddMessage(const OscMessage& m)

@@ -32,10 +32,15 @@ struct OscTimeTag
 class OscBundle
 {
 public:
-    /** Exactly one message or one nested bundle, owned. */
+    /** Exactly one message or one nested bundle, owned. A message lives
+        inside the element (a bundle's messages share its one array); a
+        nested bundle on the heap. */
     class Element
     {
     public:
+        /** An empty message (user-provided: Element() must not zero the
+            message's inline storage first). */
+        Element() noexcept {}
         Element(const OscMessage& message);
         Element(OscMessage&& message);
         Element(const OscBundle& bundle);
@@ -46,19 +51,30 @@ public:
         Element& operator=(Element&&) noexcept = default;
         ~Element();
 
-        bool isMessage() const noexcept { return message != nullptr; }
+        bool isMessage() const noexcept { return bundle == nullptr; }
         bool isBundle() const noexcept { return bundle != nullptr; }
         /** Only when isMessage(). */
-        const OscMessage& getMessage() const noexcept { return *message; }
-        OscMessage& getMessage() noexcept { return *message; }
+        const OscMessage& getMessage() const noexcept { return message; }
+        OscMessage& getMessage() noexcept { return message; }
         /** Only when isBundle(). */
         const OscBundle& getBundle() const noexcept { return *bundle; }
         OscBundle& getBundle() noexcept { return *bundle; }
 
+        /** Calls f(const OscMessage&) for the message, or for every message
+            of the bundle, depth first, in order. */
+        template <typename F>
+        void ForEachMessage(F&& f) const
+        {
+            if (isMessage())
+                f(message);
+            else
+                bundle->ForEachMessage(f);
+        }
+
         bool operator==(const Element& other) const noexcept;
 
     private:
-        ScopedPointer<OscMessage> message;
+        OscMessage message; // empty in a bundle's element
         ScopedPointer<OscBundle> bundle;
     };
 
@@ -75,6 +91,8 @@ public:
     auto begin() const noexcept { return elements.begin(); }
     auto end() const noexcept { return elements.end(); }
     void Clear() noexcept { elements.Clear(); }
+    /** Makes room for n elements in all. */
+    void ReserveElements(std::size_t n) { elements.Reserve(n); }
 
     OscBundle& AddMessage(const OscMessage& message);
     OscBundle& AddMessage(OscMessage&& message);
@@ -97,12 +115,7 @@ public:
     void ForEachMessage(F&& f) const
     {
         for (const auto& element : elements)
-        {
-            if (element.isMessage())
-                f(element.getMessage());
-            else
-                element.getBundle().ForEachMessage(f);
-        }
+            element.ForEachMessage(f);
     }
     /** The messages of all nested bundles too. */
     std::size_t getNumMessages() const noexcept;
@@ -128,6 +141,8 @@ public:
     bool operator==(const OscBundle& other) const noexcept;
 
 private:
+    friend class OscInputStream; // decodes in place
+
     OscTimeTag timeTag;
     Vector<Element> elements;
 };

@@ -11,8 +11,14 @@
 // read), so that an error can point into a file. RecordMessageOffsets keeps
 // where each message read begins.
 //
+// Each message is decoded in place, in one pass over its bytes; a bundle's
+// elements go into one array, sized once. A message packet of a typical
+// message (see KelOscMessage.h) decodes without allocating, so the audio
+// thread may read one (ReadPacket, then Element::ForEachMessage); a bundle
+// allocates its array.
+//
 // Does not own the bytes: they must outlive the stream. Not thread-safe;
-// never blocks; allocates for what it returns.
+// never blocks.
 #pragma once
 
 #include <cstddef>
@@ -78,8 +84,25 @@ public:
 
 private:
     std::string_view readStringView();
+    /** ReadPadding's work. */
+    void skipPadding(std::size_t itemSize);
+    /** Reads one argument of the given tag and appends it to message. */
+    void readArgumentInto(OscMessage& message, char tag);
     std::string_view readTypeTags();
-    OscBundle::Element readElementContent(std::size_t size);
+    /** Checks what every element's content must satisfy; true for a message,
+        false for a bundle. */
+    bool checkElementContent(std::size_t size);
+    void readElementContentInto(OscBundle::Element& element, std::size_t size);
+    void readMessageInto(OscMessage& message, std::size_t size);
+    void readBundleInto(OscBundle& bundle, std::size_t size);
+    /** One element of a bundle, appended to it (ReadElement's work). */
+    void readElementInto(OscBundle& bundle);
+    /** An element's 4-byte size, checked. */
+    std::size_t readElementSize();
+    void readAddressInto(OscAddressPattern& address);
+    /** How many elements the sizes from here to end chain through; stops
+        at the first size that cannot be right (the reading reports it). */
+    std::size_t countElements(std::size_t end) const noexcept;
     /** The next 4 or 8 bytes as a big-endian number; the caller has checked
         that they are there. */
     template <typename UInt>

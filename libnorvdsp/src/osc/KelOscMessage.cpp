@@ -12,12 +12,7 @@ OscMessage::OscMessage(OscAddressPattern a) noexcept : address(std::move(a)) {}
 
 OscMessage::OscMessage(std::string_view text) : address(text) {}
 
-OscMessage::OscMessage(const OscMessage& other) : address(other.address)
-{
-    arguments.Reserve(other.arguments.size());
-    for (const auto& argument : other.arguments)
-        arguments.PushBack(std::make_unique<OscArgument>(*argument));
-}
+OscMessage::OscMessage(const OscMessage& other) = default;
 
 OscMessage& OscMessage::operator=(const OscMessage& other)
 {
@@ -31,8 +26,7 @@ OscMessage& OscMessage::operator=(const OscMessage& other)
 
 void OscMessage::append(OscArgument&& argument)
 {
-    auto owned = std::make_unique<OscArgument>(std::move(argument));
-    arguments.PushBack(std::move(owned));
+    arguments.EmplaceBack(std::move(argument));
 }
 
 OscMessage& OscMessage::AddInt32(std::int32_t v)
@@ -98,14 +92,14 @@ String OscMessage::getTypeTags() const
     String tags;
     tags.reserve(arguments.size());
     for (const auto& argument : arguments)
-        tags += argument->getTypeTag();
+        tags += argument.getTypeTag();
     return tags;
 }
 
 bool OscMessage::allArgumentsNumeric() const noexcept
 {
     for (const auto& argument : arguments)
-        if (!argument->isNumeric())
+        if (!argument.isNumeric())
             return false;
     return true;
 }
@@ -117,17 +111,17 @@ Vector<std::int32_t> OscMessage::getAllArgumentsAsInts() const
         return values;
     values.Reserve(arguments.size());
     for (const auto& argument : arguments)
-        values.PushBack(argument->getAsInt32());
+        values.PushBack(argument.getAsInt32());
     return values;
 }
 
 String OscMessage::toString() const
 {
-    String line = address.getText();
+    String line(address.getText().view());
     for (const auto& argument : arguments)
     {
         line += ' ';
-        line += argument->toString();
+        line += argument.toString();
     }
     return line;
 }
@@ -137,7 +131,7 @@ bool OscMessage::operator==(const OscMessage& other) const noexcept
     if (!(address == other.address) || arguments.size() != other.arguments.size())
         return false;
     for (std::size_t i = 0; i < arguments.size(); ++i)
-        if (!(*arguments[i] == *other.arguments[i]))
+        if (!(arguments[i] == other.arguments[i]))
             return false;
     return true;
 }

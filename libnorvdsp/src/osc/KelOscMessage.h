@@ -2,8 +2,13 @@
 // A value type: copies are deep. Also the message's text form, the line a
 // user types or a text file holds:  /open "my file.wav" 1 0.5
 //
+// A typical message lives inside the object: up to 4 arguments, texts of up
+// to 15 bytes, an address of up to 47 characters and 4 parts. Such a message
+// is built, decoded, copied and destroyed without allocating, so the audio
+// thread may do so; anything larger allocates.
+//
 // Not thread-safe for writing; any thread may read a const message.
-// Builders and CreateFromText allocate.
+// CreateFromText allocates.
 #pragma once
 
 #include <cstddef>
@@ -12,7 +17,7 @@
 
 #include "common/KelString.h"
 #include "containers/KelMemoryBlock.h"
-#include "containers/KelScopedPointer.h"
+#include "containers/KelSmallVector.h"
 #include "containers/KelVector.h"
 #include "osc/KelOscAddress.h"
 #include "osc/KelOscArgument.h"
@@ -22,8 +27,9 @@ namespace kel {
 class OscMessage
 {
 public:
-    /** A message with an empty address and no argument. */
-    OscMessage() = default;
+    /** A message with an empty address and no argument. (User-provided:
+        OscMessage() must not zero the inline storage first.) */
+    OscMessage() noexcept {}
     explicit OscMessage(OscAddressPattern address) noexcept;
     /** Throws the address-syntax kel::Exception. */
     explicit OscMessage(std::string_view address);
@@ -52,15 +58,15 @@ public:
     OscMessage& AddInts(const Vector<std::int32_t>& values);
 
     /** Makes room for n arguments in all, so that adding them allocates
-        only the arguments themselves. */
+        only their texts and bytes. */
     void ReserveArguments(std::size_t n) { arguments.Reserve(n); }
     /** Removes every argument. */
     void ClearArguments() noexcept { arguments.Clear(); }
 
     std::size_t getNumArguments() const noexcept { return arguments.size(); }
-    const OscArgument& getArgument(std::size_t index) const noexcept { return *arguments[index]; }
-    const OscArgument& operator[](std::size_t index) const noexcept { return *arguments[index]; }
-    char getTypeTag(std::size_t index) const noexcept { return arguments[index]->getTypeTag(); }
+    const OscArgument& getArgument(std::size_t index) const noexcept { return arguments[index]; }
+    const OscArgument& operator[](std::size_t index) const noexcept { return arguments[index]; }
+    char getTypeTag(std::size_t index) const noexcept { return arguments[index].getTypeTag(); }
     /** All tags in order, e.g. "ifs". */
     String getTypeTags() const;
 
@@ -70,9 +76,9 @@ public:
         when any argument is not numeric. */
     Vector<std::int32_t> getAllArgumentsAsInts() const;
 
-    std::int32_t getArgumentAsInt32(std::size_t index) const noexcept { return arguments[index]->getAsInt32(); }
-    bool getArgumentAsBool(std::size_t index) const noexcept { return arguments[index]->getAsBool(); }
-    double getArgumentAsDouble(std::size_t index) const noexcept { return arguments[index]->getAsDouble(); }
+    std::int32_t getArgumentAsInt32(std::size_t index) const noexcept { return arguments[index].getAsInt32(); }
+    bool getArgumentAsBool(std::size_t index) const noexcept { return arguments[index].getAsBool(); }
+    double getArgumentAsDouble(std::size_t index) const noexcept { return arguments[index].getAsDouble(); }
 
     /** The text form: the address, then a blank and the arguments' text
         forms separated by blanks. */
@@ -86,11 +92,16 @@ public:
     /** Same address text and equal arguments. */
     bool operator==(const OscMessage& other) const noexcept;
 
+    /** The arguments kept inside the object. */
+    static constexpr std::size_t inlineArguments = 4;
+
 private:
+    friend class OscInputStream; // decodes in place
+
     void append(OscArgument&& argument);
 
     OscAddressPattern address;
-    Vector<ScopedPointer<OscArgument>> arguments;
+    SmallVector<OscArgument, inlineArguments> arguments;
 };
 
 /** The numeric-token test of the text form: "0x" and hexadecimal digits, or

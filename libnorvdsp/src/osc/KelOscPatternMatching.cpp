@@ -1,8 +1,8 @@
 #include "osc/KelOscPatternMatching.h"
 
 #include <charconv>
-#include <vector>
 
+#include "containers/KelSmallVector.h"
 #include "osc/KelPooledHashedStringArray.h"
 
 namespace kel {
@@ -215,7 +215,7 @@ private:
             tableReady = true;
             const std::size_t cells = (pattern.size() + 1) * (text.size() + 1);
             if (cells <= maxTableCells)
-                failed.assign(cells, 0);
+                failed.Resize(cells, 0);
         }
         return !failed.empty() && failed[pi * (text.size() + 1) + ti] != 0;
     }
@@ -228,7 +228,9 @@ private:
     static constexpr std::size_t maxTableCells = std::size_t(1) << 20;
 
     std::string_view pattern, text;
-    std::vector<std::uint8_t> failed;
+    // Inside the matcher for the parts dispatch meets (no allocation on the
+    // audio thread); only long parts need the heap.
+    SmallVector<std::uint8_t, 512> failed;
     bool tableReady = false;
     bool aborted = false;
 };

@@ -10,14 +10,6 @@ bool HoldsOscWildcard(std::string_view text) noexcept
     return false;
 }
 
-std::uint32_t PooledHashedStringArray::hashOf(std::string_view text) noexcept
-{
-    std::uint32_t hash = hashSeed;
-    for (const char c : text)
-        hash = HashStep(hash, c);
-    return hash;
-}
-
 void PooledHashedStringArray::Add(std::string_view part)
 {
     const std::size_t offset = pool.size();
@@ -26,64 +18,25 @@ void PooledHashedStringArray::Add(std::string_view part)
     AddSlice(offset, part.size(), hashOf(part), HoldsOscWildcard(part));
 }
 
-void PooledHashedStringArray::SetPool(String text) noexcept
+void PooledHashedStringArray::SetPool(std::string_view text)
 {
     Clear();
-    pool = std::move(text);
-}
-
-void PooledHashedStringArray::AddSlice(std::size_t offset, std::size_t length, std::uint32_t hash, bool wildcard)
-{
-    const Entry e{offset, length, hash, wildcard};
-    if (count < numLocal)
-    {
-        local[count++] = e;
-        return;
-    }
-    if (count == numLocal)
-    {
-        more.Reserve(2 * numLocal);
-        for (const Entry& moved : local)
-            more.PushBack(moved);
-    }
-    more.PushBack(e);
-    ++count;
+    pool.assign(text);
 }
 
 void PooledHashedStringArray::RemoveFirst() noexcept
 {
-    if (count == 0)
+    if (entries.empty())
         return;
-    if (count <= numLocal)
-    {
-        for (std::size_t i = 1; i < count; ++i)
-            local[i - 1] = local[i];
-    }
-    else
-    {
-        more.Erase(0);
-        if (count - 1 == numLocal)
-        {
-            for (std::size_t i = 0; i < numLocal; ++i)
-                local[i] = more[i];
-            more.Clear();
-        }
-    }
-    if (--count == 0)
+    entries.Erase(0);
+    if (entries.empty())
         pool.clear();
-}
-
-void PooledHashedStringArray::Clear() noexcept
-{
-    count = 0;
-    more.Clear();
-    pool.clear();
 }
 
 bool PooledHashedStringArray::partEquals(std::size_t index, const PooledHashedStringArray& other,
                                          std::size_t otherIndex) const noexcept
 {
-    return entry(index).hash == other.entry(otherIndex).hash && (*this)[index] == other[otherIndex];
+    return entries[index].hash == other.entries[otherIndex].hash && (*this)[index] == other[otherIndex];
 }
 
 bool PooledHashedStringArray::operator==(const PooledHashedStringArray& other) const noexcept
