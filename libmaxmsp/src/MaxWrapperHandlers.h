@@ -58,9 +58,11 @@ void generic_fullpacket_method(MspObject<P>* x, t_symbol* s, long argc, t_atom* 
     try
     {
         // Decoded here: the packet's bytes are the sender's only during this call.
+        // Read as it comes (not wrapped in a bundle), a typical message costs
+        // no allocation to decode, on the audio thread too.
         kel::OscInputStream stream(reinterpret_cast<const void*>(t_ptr_int(atoms[1].GetLong())),
                                    std::size_t(atoms[0].GetLong()));
-        const kel::OscBundle packet = stream.ReadPacketAsBundle();
+        const kel::OscBundle::Element packet = stream.ReadPacket();
         packet.ForEachMessage([x](const kel::OscMessage& message) { x->Receive(message); });
     }
     catch (...)
