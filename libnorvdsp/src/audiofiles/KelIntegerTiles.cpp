@@ -1,0 +1,249 @@
+#include "audiofiles/KelIntegerTiles.h"
+
+#include <algorithm>
+#include <type_traits>
+
+#include "audiofiles/KelLineStage.h"
+#include "audiofiles/KelSampleLayouts.h"
+
+#if defined(__SSE2__) || defined(_M_X64)
+#define KEL_INTEGER_TILES_SSE2 1
+#include <emmintrin.h>
+#else
+#define KEL_INTEGER_TILES_SSE2 0
+#endif
+
+namespace kel {
+
+namespace {
+
+using namespace layouts;
+
+inline float ToFloat(std::uint32_t word)
+{
+    return float(std::int32_t(word)) * integerToFloatScale;
+}
+
+#if KEL_INTEGER_TILES_SSE2
+inline __m128 ToFloats(__m128i words)
+{
+    return _mm_mul_ps(_mm_cvtepi32_ps(words), _mm_set1_ps(integerToFloatScale));
+}
+#endif
+
+/** One channel's samples of the tile: each frame's word picked out, four
+    frames put side by side, converted and stored together. */
+template <std::uint32_t (*word)(const std::uint8_t*)>
+void GatherChannel(const std::uint8_t* in, std::size_t stride, std::int32_t numFrames, float* dest) noexcept
+{
+    std::int32_t f = 0;
+#if KEL_INTEGER_TILES_SSE2
+    for (; f + 4 <= numFrames; f += 4, in += 4 * stride)
+        _mm_storeu_ps(dest + f, ToFloats(_mm_setr_epi32(std::int32_t(word(in)), std::int32_t(word(in + stride)),
+                                                        std::int32_t(word(in + 2 * stride)),
+                                                        std::int32_t(word(in + 3 * stride)))));
+#endif
+    for (; f < numFrames; ++f, in += stride)
+        dest[f] = ToFloat(word(in));
+}
+
+#if KEL_INTEGER_TILES_SSE2
+
+/** Little-endian 32-bit integers: four channels of four frames are four
+    loads and a 4 x 4 transposition. Returns the channels done. */
+std::uint32_t Word32LEChannels(const std::uint8_t* frames, std::size_t stride, std::int32_t numFrames,
+                               float* const* out, std::uint32_t numChannels, std::int64_t at) noexcept
+{
+    const auto load = [](const std::uint8_t* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); };
+    LineStage<4> stage;
+    std::uint32_t c = 0;
+    for (; c + 4 <= numChannels; c += 4)
+        for (std::int32_t first = 0; first < numFrames; first += lineFrames)
+        {
+            const auto count = std::min(lineFrames, numFrames - first);
+            const std::uint8_t* in = frames + std::size_t(first) * stride + std::size_t(c) * 4;
+            std::int32_t f = 0;
+            for (; f + 4 <= count; f += 4, in += 4 * stride)
+            {
+                const auto r0 = load(in);
+                const auto r1 = load(in + stride);
+                const auto r2 = load(in + 2 * stride);
+                const auto r3 = load(in + 3 * stride);
+                const auto t0 = _mm_unpacklo_epi32(r0, r1);
+                const auto t1 = _mm_unpacklo_epi32(r2, r3);
+                const auto t2 = _mm_unpackhi_epi32(r0, r1);
+                const auto t3 = _mm_unpackhi_epi32(r2, r3);
+                stage.put(0, f, ToFloats(_mm_unpacklo_epi64(t0, t1)));
+                stage.put(1, f, ToFloats(_mm_unpackhi_epi64(t0, t1)));
+                stage.put(2, f, ToFloats(_mm_unpacklo_epi64(t2, t3)));
+                stage.put(3, f, ToFloats(_mm_unpackhi_epi64(t2, t3)));
+            }
+            for (; f < count; ++f, in += stride)
+                for (std::uint32_t k = 0; k < 4; ++k)
+                    stage.put(k, f, ToFloat(WordAt(in + 4 * k)));
+            stage.flush(out + c, at + first, count);
+        }
+    return c;
+}
+
+/** Little-endian 16-bit integers: eight channels of four frames are four
+    loads, two rounds of interleaving that leave each channel's four samples
+    side by side, and one more that puts each sample in the top half of its
+    word; then pairs. Returns the channels done. */
+std::uint32_t Int16LEChannels(const std::uint8_t* frames, std::size_t stride, std::int32_t numFrames,
+                              float* const* out, std::uint32_t numChannels, std::int64_t at) noexcept
+{
+    const auto load = [](const std::uint8_t* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); };
+    const __m128i zero = _mm_setzero_si128();
+    LineStage<8> stage;
+    std::uint32_t c = 0;
+    for (; c + 8 <= numChannels; c += 8)
+        for (std::int32_t first = 0; first < numFrames; first += lineFrames)
+        {
+            const auto count = std::min(lineFrames, numFrames - first);
+            const std::uint8_t* in = frames + std::size_t(first) * stride + std::size_t(c) * 2;
+            std::int32_t f = 0;
+            for (; f + 4 <= count; f += 4, in += 4 * stride)
+            {
+                const auto r0 = load(in);
+                const auto r1 = load(in + stride);
+                const auto r2 = load(in + 2 * stride);
+                const auto r3 = load(in + 3 * stride);
+                // Channels 0-3 then 4-7 of frames 0 and 1, then of 2 and 3.
+                const auto low01 = _mm_unpacklo_epi16(r0, r1);
+                const auto high01 = _mm_unpackhi_epi16(r0, r1);
+                const auto low23 = _mm_unpacklo_epi16(r2, r3);
+                const auto high23 = _mm_unpackhi_epi16(r2, r3);
+                // Two channels' four frames each.
+                const auto c01 = _mm_unpacklo_epi32(low01, low23);
+                const auto c23 = _mm_unpackhi_epi32(low01, low23);
+                const auto c45 = _mm_unpacklo_epi32(high01, high23);
+                const auto c67 = _mm_unpackhi_epi32(high01, high23);
+                stage.put(0, f, ToFloats(_mm_unpacklo_epi16(zero, c01)));
+                stage.put(1, f, ToFloats(_mm_unpackhi_epi16(zero, c01)));
+                stage.put(2, f, ToFloats(_mm_unpacklo_epi16(zero, c23)));
+                stage.put(3, f, ToFloats(_mm_unpackhi_epi16(zero, c23)));
+                stage.put(4, f, ToFloats(_mm_unpacklo_epi16(zero, c45)));
+                stage.put(5, f, ToFloats(_mm_unpackhi_epi16(zero, c45)));
+                stage.put(6, f, ToFloats(_mm_unpacklo_epi16(zero, c67)));
+                stage.put(7, f, ToFloats(_mm_unpackhi_epi16(zero, c67)));
+            }
+            for (; f < count; ++f, in += stride)
+                for (std::uint32_t k = 0; k < 8; ++k)
+                    stage.put(k, f, ToFloat(Int16LE::get(in + 2 * k)));
+            stage.flush(out + c, at + first, count);
+        }
+    // Pairs of channels: one 32-bit word holds both samples of a frame, the
+    // first in its low half. Four frames of a stereo file are one load.
+    for (; c + 2 <= numChannels; c += 2)
+    {
+        float* const out0 = out[c] + at;
+        float* const out1 = out[c + 1] + at;
+        const std::uint8_t* in = frames + std::size_t(c) * 2;
+        const __m128i highHalves = _mm_set1_epi32(std::int32_t(0xFFFF0000u));
+        std::int32_t f = 0;
+        for (; f + 4 <= numFrames; f += 4, in += 4 * stride)
+        {
+            const __m128i words = stride == 4 ? load(in)
+                                              : _mm_setr_epi32(std::int32_t(WordAt(in)),
+                                                               std::int32_t(WordAt(in + stride)),
+                                                               std::int32_t(WordAt(in + 2 * stride)),
+                                                               std::int32_t(WordAt(in + 3 * stride)));
+            _mm_storeu_ps(out0 + f, ToFloats(_mm_slli_epi32(words, 16)));
+            _mm_storeu_ps(out1 + f, ToFloats(_mm_and_si128(words, highHalves)));
+        }
+        for (; f < numFrames; ++f, in += stride)
+        {
+            out0[f] = ToFloat(Int16LE::get(in));
+            out1[f] = ToFloat(Int16LE::get(in + 2));
+        }
+    }
+    return c;
+}
+
+/** Little-endian 24-bit integers from the second channel on: each sample is
+    the top three bytes of the word that ends with it, loaded straight into a
+    vector lane (through the general registers, one transfer per sample
+    limited the whole conversion) and masked there. Returns the channels
+    done. */
+std::uint32_t Int24LEChannels(const std::uint8_t* frames, std::size_t stride, std::int32_t numFrames,
+                              float* const* out, std::uint32_t first, std::uint32_t numChannels,
+                              std::int64_t at) noexcept
+{
+    const __m128i mask = _mm_set1_epi32(std::int32_t(0xFFFFFF00u));
+    const auto load = [](const std::uint8_t* p) { return _mm_loadu_si32(p); };
+    std::uint32_t c = first;
+    for (; c < numChannels; ++c)
+    {
+        float* const dest = out[c] + at;
+        const std::uint8_t* in = frames + std::size_t(c) * 3 - 1;
+        std::int32_t f = 0;
+        for (; f + 4 <= numFrames; f += 4, in += 4 * stride)
+        {
+            const auto low = _mm_unpacklo_epi32(load(in), load(in + stride));
+            const auto high = _mm_unpacklo_epi32(load(in + 2 * stride), load(in + 3 * stride));
+            _mm_storeu_ps(dest + f, ToFloats(_mm_and_si128(_mm_unpacklo_epi64(low, high), mask)));
+        }
+        for (; f < numFrames; ++f, in += stride)
+            dest[f] = ToFloat(WordAt(in) & 0xFFFFFF00u);
+    }
+    return c;
+}
+
+#endif
+
+} // namespace
+
+template <typename Layout>
+void ConvertIntegerTile(const std::uint8_t* frames, std::size_t stride, std::int32_t numFrames, float* const* out,
+                        std::uint32_t numChannels, std::int64_t at) noexcept
+{
+    std::uint32_t c = 0;
+#if KEL_INTEGER_TILES_SSE2
+    if constexpr (std::endian::native == std::endian::little)
+    {
+        if constexpr (std::is_same_v<Layout, Word32LE>)
+            c = Word32LEChannels(frames, stride, numFrames, out, numChannels, at);
+        else if constexpr (std::is_same_v<Layout, Int16LE>)
+            c = Int16LEChannels(frames, stride, numFrames, out, numChannels, at);
+        else if constexpr (std::is_same_v<Layout, Int24LE>)
+        {
+            if (numChannels > 0)
+                GatherChannel<&Layout::get>(frames, stride, numFrames, out[0] + at);
+            c = Int24LEChannels(frames, stride, numFrames, out, 1, numChannels, at);
+        }
+    }
+#endif
+    for (; c < numChannels; ++c)
+    {
+        const std::uint8_t* in = frames + std::size_t(c) * Layout::width;
+        if constexpr (Layout::readsByteBefore)
+        {
+            if (c > 0)
+            {
+                GatherChannel<&Layout::getWide>(in, stride, numFrames, out[c] + at);
+                continue;
+            }
+        }
+        GatherChannel<&Layout::get>(in, stride, numFrames, out[c] + at);
+    }
+}
+
+template void ConvertIntegerTile<layouts::Unsigned8>(const std::uint8_t*, std::size_t, std::int32_t, float* const*,
+                                                     std::uint32_t, std::int64_t) noexcept;
+template void ConvertIntegerTile<layouts::Signed8>(const std::uint8_t*, std::size_t, std::int32_t, float* const*,
+                                                   std::uint32_t, std::int64_t) noexcept;
+template void ConvertIntegerTile<layouts::Int16LE>(const std::uint8_t*, std::size_t, std::int32_t, float* const*,
+                                                   std::uint32_t, std::int64_t) noexcept;
+template void ConvertIntegerTile<layouts::Int16BE>(const std::uint8_t*, std::size_t, std::int32_t, float* const*,
+                                                   std::uint32_t, std::int64_t) noexcept;
+template void ConvertIntegerTile<layouts::Int24LE>(const std::uint8_t*, std::size_t, std::int32_t, float* const*,
+                                                   std::uint32_t, std::int64_t) noexcept;
+template void ConvertIntegerTile<layouts::Int24BE>(const std::uint8_t*, std::size_t, std::int32_t, float* const*,
+                                                   std::uint32_t, std::int64_t) noexcept;
+template void ConvertIntegerTile<layouts::Word32LE>(const std::uint8_t*, std::size_t, std::int32_t, float* const*,
+                                                    std::uint32_t, std::int64_t) noexcept;
+template void ConvertIntegerTile<layouts::Word32BE>(const std::uint8_t*, std::size_t, std::int32_t, float* const*,
+                                                    std::uint32_t, std::int64_t) noexcept;
+
+} // namespace kel
