@@ -6,9 +6,10 @@
 //   channels exactly 16 KB apart, where they share cache sets; 4160 shows
 //   what a padded layout would gain;
 // - the same 24-bit file read into a ring of 480000 frames per channel (the
-//   player's default, 123 MB: far larger than the caches), block after block
-//   at advancing places, as the buffering thread fills it, against
-//   libsndfile reading into its interleaved buffer;
+//   player's default, 123 MB: far larger than the caches) or of 16384 (4 MB,
+//   channels a power of two apart), block after block at advancing places,
+//   as the buffering thread fills it, against libsndfile reading into its
+//   interleaved buffer;
 // - a 600-channel 24-bit WAV read into 8 channels (a box narrower than the
 //   file: only those are converted) and into all 600, against libsndfile
 //   reading every channel;
@@ -144,7 +145,7 @@ BENCHMARK_CAPTURE(WavRead, pcm24_64ch, SF_FORMAT_PCM_24, false)
 BENCHMARK_CAPTURE(WavRead, float32_64ch, SF_FORMAT_FLOAT, false)
     ->ArgName("buffer")->Arg(4096)->Arg(4160)->UseManualTime()->Unit(benchmark::kMillisecond);
 BENCHMARK_CAPTURE(WavRead, pcm24_64ch_ring, SF_FORMAT_PCM_24, true)
-    ->ArgName("ring")->Arg(480000)->UseManualTime()->Unit(benchmark::kMillisecond);
+    ->ArgName("ring")->Arg(16384)->Arg(480000)->UseManualTime()->Unit(benchmark::kMillisecond);
 
 void WavReadNarrow(benchmark::State& state)
 {
