@@ -76,38 +76,50 @@ bool StoreFiniteFloatRows(const std::uint8_t* rows, std::size_t rowBytes, std::i
     __m128 sum1 = _mm_setzero_ps();
     __m128 sum2 = _mm_setzero_ps();
     __m128 sum3 = _mm_setzero_ps();
-    // Four channels at a time go through a stage, so that each channel's
-    // line is written in one burst (audiofiles/KelLineStage.h).
+    // Four channels at a time, straight to their arrays or through a stage
+    // (audiofiles/KelLineStage.h).
+    const auto transpose = [&](float* out0, float* out1, float* out2, float* out3, const std::uint8_t* in,
+                               std::int32_t count) {
+        for (std::int32_t f = 0; f < count; f += 4, in += step)
+        {
+            const auto r0 = load(in);
+            const auto r1 = load(in + rowBytes);
+            const auto r2 = load(in + 2 * rowBytes);
+            const auto r3 = load(in + 3 * rowBytes);
+            // Four sums, so that no addition waits for another and none
+            // needs a copy of its operand.
+            sum0 = _mm_add_ps(sum0, asFloats(r0));
+            sum1 = _mm_add_ps(sum1, asFloats(r1));
+            sum2 = _mm_add_ps(sum2, asFloats(r2));
+            sum3 = _mm_add_ps(sum3, asFloats(r3));
+            const auto t0 = _mm_unpacklo_epi32(r0, r1);
+            const auto t1 = _mm_unpacklo_epi32(r2, r3);
+            const auto t2 = _mm_unpackhi_epi32(r0, r1);
+            const auto t3 = _mm_unpackhi_epi32(r2, r3);
+            store(out0 + f, _mm_unpacklo_epi64(t0, t1));
+            store(out1 + f, _mm_unpackhi_epi64(t0, t1));
+            store(out2 + f, _mm_unpacklo_epi64(t2, t3));
+            store(out3 + f, _mm_unpackhi_epi64(t2, t3));
+        }
+    };
     LineStage<4> stage;
     std::uint32_t c = 0;
     for (; c + 4 <= numChannels; c += 4)
+    {
+        const std::uint8_t* in = rows + std::size_t(c) * 4;
+        if (!SharePageOffsets<4>(out + c, at))
+        {
+            transpose(out[c] + at, out[c + 1] + at, out[c + 2] + at, out[c + 3] + at, in, vectorFrames);
+            continue;
+        }
         for (std::int32_t first = 0; first < vectorFrames; first += lineFrames)
         {
             const auto count = std::min(lineFrames, vectorFrames - first);
-            const std::uint8_t* in = rows + std::size_t(first) * rowBytes + std::size_t(c) * 4;
-            for (std::int32_t f = 0; f < count; f += 4, in += step)
-            {
-                const auto r0 = load(in);
-                const auto r1 = load(in + rowBytes);
-                const auto r2 = load(in + 2 * rowBytes);
-                const auto r3 = load(in + 3 * rowBytes);
-                // Four sums, so that no addition waits for another and none
-                // needs a copy of its operand.
-                sum0 = _mm_add_ps(sum0, asFloats(r0));
-                sum1 = _mm_add_ps(sum1, asFloats(r1));
-                sum2 = _mm_add_ps(sum2, asFloats(r2));
-                sum3 = _mm_add_ps(sum3, asFloats(r3));
-                const auto t0 = _mm_unpacklo_epi32(r0, r1);
-                const auto t1 = _mm_unpacklo_epi32(r2, r3);
-                const auto t2 = _mm_unpackhi_epi32(r0, r1);
-                const auto t3 = _mm_unpackhi_epi32(r2, r3);
-                stage.put(0, f, asFloats(_mm_unpacklo_epi64(t0, t1)));
-                stage.put(1, f, asFloats(_mm_unpackhi_epi64(t0, t1)));
-                stage.put(2, f, asFloats(_mm_unpacklo_epi64(t2, t3)));
-                stage.put(3, f, asFloats(_mm_unpackhi_epi64(t2, t3)));
-            }
+            auto& v = stage.values;
+            transpose(v[0], v[1], v[2], v[3], in + std::size_t(first) * rowBytes, count);
             stage.flush(out + c, at + first, count);
         }
+    }
     if (c + 2 <= numChannels)
     {
         // Two channels (a stereo file, or what the groups of four leave):

@@ -55,86 +55,136 @@ std::uint32_t Word32LEChannels(const std::uint8_t* frames, std::size_t stride, s
                                float* const* out, std::uint32_t numChannels, std::int64_t at) noexcept
 {
     const auto load = [](const std::uint8_t* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); };
+    const auto transpose = [&](float* out0, float* out1, float* out2, float* out3, const std::uint8_t* in,
+                               std::int32_t count) {
+        std::int32_t f = 0;
+        for (; f + 4 <= count; f += 4, in += 4 * stride)
+        {
+            const auto r0 = load(in);
+            const auto r1 = load(in + stride);
+            const auto r2 = load(in + 2 * stride);
+            const auto r3 = load(in + 3 * stride);
+            const auto t0 = _mm_unpacklo_epi32(r0, r1);
+            const auto t1 = _mm_unpacklo_epi32(r2, r3);
+            const auto t2 = _mm_unpackhi_epi32(r0, r1);
+            const auto t3 = _mm_unpackhi_epi32(r2, r3);
+            _mm_storeu_ps(out0 + f, ToFloats(_mm_unpacklo_epi64(t0, t1)));
+            _mm_storeu_ps(out1 + f, ToFloats(_mm_unpackhi_epi64(t0, t1)));
+            _mm_storeu_ps(out2 + f, ToFloats(_mm_unpacklo_epi64(t2, t3)));
+            _mm_storeu_ps(out3 + f, ToFloats(_mm_unpackhi_epi64(t2, t3)));
+        }
+        for (; f < count; ++f, in += stride)
+        {
+            out0[f] = ToFloat(WordAt(in));
+            out1[f] = ToFloat(WordAt(in + 4));
+            out2[f] = ToFloat(WordAt(in + 8));
+            out3[f] = ToFloat(WordAt(in + 12));
+        }
+    };
     LineStage<4> stage;
     std::uint32_t c = 0;
     for (; c + 4 <= numChannels; c += 4)
+    {
+        const std::uint8_t* in = frames + std::size_t(c) * 4;
+        if (!SharePageOffsets<4>(out + c, at))
+        {
+            transpose(out[c] + at, out[c + 1] + at, out[c + 2] + at, out[c + 3] + at, in, numFrames);
+            continue;
+        }
         for (std::int32_t first = 0; first < numFrames; first += lineFrames)
         {
             const auto count = std::min(lineFrames, numFrames - first);
-            const std::uint8_t* in = frames + std::size_t(first) * stride + std::size_t(c) * 4;
-            std::int32_t f = 0;
-            for (; f + 4 <= count; f += 4, in += 4 * stride)
-            {
-                const auto r0 = load(in);
-                const auto r1 = load(in + stride);
-                const auto r2 = load(in + 2 * stride);
-                const auto r3 = load(in + 3 * stride);
-                const auto t0 = _mm_unpacklo_epi32(r0, r1);
-                const auto t1 = _mm_unpacklo_epi32(r2, r3);
-                const auto t2 = _mm_unpackhi_epi32(r0, r1);
-                const auto t3 = _mm_unpackhi_epi32(r2, r3);
-                stage.put(0, f, ToFloats(_mm_unpacklo_epi64(t0, t1)));
-                stage.put(1, f, ToFloats(_mm_unpackhi_epi64(t0, t1)));
-                stage.put(2, f, ToFloats(_mm_unpacklo_epi64(t2, t3)));
-                stage.put(3, f, ToFloats(_mm_unpackhi_epi64(t2, t3)));
-            }
-            for (; f < count; ++f, in += stride)
-                for (std::uint32_t k = 0; k < 4; ++k)
-                    stage.put(k, f, ToFloat(WordAt(in + 4 * k)));
+            auto& v = stage.values;
+            transpose(v[0], v[1], v[2], v[3], in + std::size_t(first) * stride, count);
             stage.flush(out + c, at + first, count);
         }
+    }
     return c;
 }
 
 /** Little-endian 16-bit integers: eight channels of four frames are four
     loads, two rounds of interleaving that leave each channel's four samples
     side by side, and one more that puts each sample in the top half of its
-    word; then pairs. Returns the channels done. */
+    word. Returns the channels done. */
 std::uint32_t Int16LEChannels(const std::uint8_t* frames, std::size_t stride, std::int32_t numFrames,
                               float* const* out, std::uint32_t numChannels, std::int64_t at) noexcept
 {
     const auto load = [](const std::uint8_t* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); };
     const __m128i zero = _mm_setzero_si128();
+    const auto transpose = [&](float* const (&to)[8], const std::uint8_t* in, std::int32_t count) {
+        // Held in locals: the stores may alias memory, so pointers read from
+        // an array would be read again after every store.
+        float* const out0 = to[0];
+        float* const out1 = to[1];
+        float* const out2 = to[2];
+        float* const out3 = to[3];
+        float* const out4 = to[4];
+        float* const out5 = to[5];
+        float* const out6 = to[6];
+        float* const out7 = to[7];
+        std::int32_t f = 0;
+        for (; f + 4 <= count; f += 4, in += 4 * stride)
+        {
+            const auto r0 = load(in);
+            const auto r1 = load(in + stride);
+            const auto r2 = load(in + 2 * stride);
+            const auto r3 = load(in + 3 * stride);
+            // Channels 0-3 then 4-7 of frames 0 and 1, then of 2 and 3.
+            const auto low01 = _mm_unpacklo_epi16(r0, r1);
+            const auto high01 = _mm_unpackhi_epi16(r0, r1);
+            const auto low23 = _mm_unpacklo_epi16(r2, r3);
+            const auto high23 = _mm_unpackhi_epi16(r2, r3);
+            // Two channels' four frames each.
+            const auto c01 = _mm_unpacklo_epi32(low01, low23);
+            const auto c23 = _mm_unpackhi_epi32(low01, low23);
+            const auto c45 = _mm_unpacklo_epi32(high01, high23);
+            const auto c67 = _mm_unpackhi_epi32(high01, high23);
+            _mm_storeu_ps(out0 + f, ToFloats(_mm_unpacklo_epi16(zero, c01)));
+            _mm_storeu_ps(out1 + f, ToFloats(_mm_unpackhi_epi16(zero, c01)));
+            _mm_storeu_ps(out2 + f, ToFloats(_mm_unpacklo_epi16(zero, c23)));
+            _mm_storeu_ps(out3 + f, ToFloats(_mm_unpackhi_epi16(zero, c23)));
+            _mm_storeu_ps(out4 + f, ToFloats(_mm_unpacklo_epi16(zero, c45)));
+            _mm_storeu_ps(out5 + f, ToFloats(_mm_unpackhi_epi16(zero, c45)));
+            _mm_storeu_ps(out6 + f, ToFloats(_mm_unpacklo_epi16(zero, c67)));
+            _mm_storeu_ps(out7 + f, ToFloats(_mm_unpackhi_epi16(zero, c67)));
+        }
+        for (; f < count; ++f, in += stride)
+            for (std::uint32_t k = 0; k < 8; ++k)
+                to[k][f] = ToFloat(Int16LE::get(in + 2 * k));
+    };
     LineStage<8> stage;
     std::uint32_t c = 0;
     for (; c + 8 <= numChannels; c += 8)
+    {
+        const std::uint8_t* in = frames + std::size_t(c) * 2;
+        if (!SharePageOffsets<8>(out + c, at))
+        {
+            float* const to[8] = {out[c] + at,     out[c + 1] + at, out[c + 2] + at, out[c + 3] + at,
+                                  out[c + 4] + at, out[c + 5] + at, out[c + 6] + at, out[c + 7] + at};
+            transpose(to, in, numFrames);
+            continue;
+        }
+        auto& v = stage.values;
+        float* const to[8] = {v[0], v[1], v[2], v[3], v[4], v[5], v[6], v[7]};
         for (std::int32_t first = 0; first < numFrames; first += lineFrames)
         {
             const auto count = std::min(lineFrames, numFrames - first);
-            const std::uint8_t* in = frames + std::size_t(first) * stride + std::size_t(c) * 2;
-            std::int32_t f = 0;
-            for (; f + 4 <= count; f += 4, in += 4 * stride)
-            {
-                const auto r0 = load(in);
-                const auto r1 = load(in + stride);
-                const auto r2 = load(in + 2 * stride);
-                const auto r3 = load(in + 3 * stride);
-                // Channels 0-3 then 4-7 of frames 0 and 1, then of 2 and 3.
-                const auto low01 = _mm_unpacklo_epi16(r0, r1);
-                const auto high01 = _mm_unpackhi_epi16(r0, r1);
-                const auto low23 = _mm_unpacklo_epi16(r2, r3);
-                const auto high23 = _mm_unpackhi_epi16(r2, r3);
-                // Two channels' four frames each.
-                const auto c01 = _mm_unpacklo_epi32(low01, low23);
-                const auto c23 = _mm_unpackhi_epi32(low01, low23);
-                const auto c45 = _mm_unpacklo_epi32(high01, high23);
-                const auto c67 = _mm_unpackhi_epi32(high01, high23);
-                stage.put(0, f, ToFloats(_mm_unpacklo_epi16(zero, c01)));
-                stage.put(1, f, ToFloats(_mm_unpackhi_epi16(zero, c01)));
-                stage.put(2, f, ToFloats(_mm_unpacklo_epi16(zero, c23)));
-                stage.put(3, f, ToFloats(_mm_unpackhi_epi16(zero, c23)));
-                stage.put(4, f, ToFloats(_mm_unpacklo_epi16(zero, c45)));
-                stage.put(5, f, ToFloats(_mm_unpackhi_epi16(zero, c45)));
-                stage.put(6, f, ToFloats(_mm_unpacklo_epi16(zero, c67)));
-                stage.put(7, f, ToFloats(_mm_unpackhi_epi16(zero, c67)));
-            }
-            for (; f < count; ++f, in += stride)
-                for (std::uint32_t k = 0; k < 8; ++k)
-                    stage.put(k, f, ToFloat(Int16LE::get(in + 2 * k)));
+            transpose(to, in + std::size_t(first) * stride, count);
             stage.flush(out + c, at + first, count);
         }
-    // Pairs of channels: one 32-bit word holds both samples of a frame, the
-    // first in its low half. Four frames of a stereo file are one load.
+    }
+    return c;
+}
+
+/** Little-endian 16-bit integers, pairs of channels from channel first on:
+    one 32-bit word holds both samples of a frame, the first in its low half.
+    Four frames of a stereo file are one load. Returns the channels done. */
+std::uint32_t Int16LEPairs(const std::uint8_t* frames, std::size_t stride, std::int32_t numFrames,
+                           float* const* out, std::uint32_t first, std::uint32_t numChannels,
+                           std::int64_t at) noexcept
+{
+    const auto load = [](const std::uint8_t* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); };
+    std::uint32_t c = first;
     for (; c + 2 <= numChannels; c += 2)
     {
         float* const out0 = out[c] + at;
@@ -205,7 +255,10 @@ void ConvertIntegerTile(const std::uint8_t* frames, std::size_t stride, std::int
         if constexpr (std::is_same_v<Layout, Word32LE>)
             c = Word32LEChannels(frames, stride, numFrames, out, numChannels, at);
         else if constexpr (std::is_same_v<Layout, Int16LE>)
+        {
             c = Int16LEChannels(frames, stride, numFrames, out, numChannels, at);
+            c = Int16LEPairs(frames, stride, numFrames, out, c, numChannels, at);
+        }
         else if constexpr (std::is_same_v<Layout, Int24LE>)
         {
             if (numChannels > 0)
