@@ -10,9 +10,9 @@
 // a stage and leave channel by channel, each channel's line in one burst, at
 // the cost of one more store and load per value.
 //
-// Kernels write a line of frames at a time, to the arrays or to the stage,
-// through pointers held in local variables: stores of vectors may alias
-// anything, so pointers read from memory would be read again after each.
+// Kernels hold the arrays' or the stage's pointers in local variables:
+// stores of vectors may alias anything, so pointers read from memory would
+// be read again after each.
 //
 // SSE2 only (KEL_LINE_STAGE); used by the conversion's kernels. Allocates
 // nothing.
