@@ -18,13 +18,12 @@ using namespace layouts;
 
 // Frames arrive interleaved and leave as one array per channel, in tiles
 // of a few cache lines' worth of frames (16 floats a line) across the
-// channels: each channel's lines are written whole, at once, and never
-// again. That matters when the arrays are a power of two apart (a ring of
-// 4096 or 16384 frames per channel): their lines then share a handful of
-// cache sets, and a line left half written would be evicted by the other
-// channels' lines and fetched again to be finished. The first tile ends where
-// the first array's next line begins, so that the others start on line
-// boundaries too (the arrays of an AudioBuffer are equally aligned).
+// channels: the frames' bytes are read while they are in the cache, and
+// each channel's lines are written whole in one pass over the tile (arrays
+// a power of two apart need more care: audiofiles/KelLineStage.h). The
+// first tile ends where the first array's next line begins, so that the
+// others start on line boundaries too (the arrays of an AudioBuffer are
+// equally aligned).
 
 /** Frames per tile: about a thousand samples, whole lines, at least one. */
 std::int32_t TileFrames(std::uint32_t numChannels)
