@@ -1,15 +1,22 @@
-// The float sample conversion, beside its reference in the same run: the
-// reader's converter (kel::ChooseFrameConverter for little-endian 32-bit and
-// 64-bit floats, which writes 0 for non-finite samples) against the plain
-// conversion it replaced, kept below as the REFERENCE (its float paths as
-// they were), which passes every value through. Both convert the same 4096
-// interleaved frames, in pieces of the reader's 64 KB scratch, into planar
-// arrays 4096 frames long, as a reader's read() does; at 2 and 64 channels;
-// with ordinary data ("nonfinite:0") and with one sample in 61 a NaN or an
-// infinity ("nonfinite:1": every tile then holds one, and is scanned and
-// fixed after the transposition, so this costs more). Each side is timed by
-// this thread's CPU time, in alternating runs of 32 conversions.
-// time_ratio = ours / reference (goal for ordinary data: at most 1.05).
+// The sample conversion, beside its references in the same run:
+// - floats: the reader's converter (kel::ChooseFrameConverter for
+//   little-endian 32-bit and 64-bit floats, which writes 0 for non-finite
+//   samples) against the plain conversion it replaced, kept below as the
+//   REFERENCE (its float paths as they were), which passes every value
+//   through; at 2 and 64 channels; with ordinary data ("nonfinite:0") and
+//   with one sample in 61 a NaN or an infinity ("nonfinite:1": every tile
+//   then holds one, and is scanned and fixed after the transposition, so
+//   this costs more);
+// - integers (16 and 24-bit little-endian): the one-pass converter, which
+//   turns each sample into a float on its way to its channel, against the
+//   two passes it replaced (integer words written to the channels, then
+//   turned into floats in place, piece by piece), at 2 and 64 channels, into
+//   arrays 4096 frames apart (a power of two: their lines share cache sets)
+//   and 4160 frames apart.
+// Each converts the same 4096 interleaved frames, in pieces of the reader's
+// 64 KB scratch, into planar arrays, as a reader's read() does. Each side is
+// timed by this thread's CPU time, in alternating runs of 32 conversions.
+// time_ratio = ours / reference (goal for ordinary floats: at most 1.05).
 #include <algorithm>
 #include <bit>
 #include <cstdint>
@@ -37,12 +44,37 @@ double ThreadSeconds()
 }
 
 // ---------------------------------------------------------------------------
-// REFERENCE: the float conversion as it was before non-finite samples were
-// replaced: its little-endian 32-bit and 64-bit float paths, copied without
-// a change in what they do.
+// REFERENCE: the conversion as it was before non-finite samples were
+// replaced and before integers became floats in the same pass: its
+// little-endian float and 16/24-bit integer paths, copied without a change
+// in what they do.
 namespace reference {
 
-using kel::SampleWord;
+// The channel arrays held integer words first and floats afterwards.
+#if defined(__GNUC__) || defined(__clang__)
+using SampleWord [[gnu::may_alias]] = std::int32_t;
+using FloatWord [[gnu::may_alias]] = float;
+#else
+using SampleWord = std::int32_t;
+using FloatWord = float;
+#endif
+
+struct Int16LE
+{
+    static constexpr int width = 2;
+    static std::uint32_t get(const std::uint8_t* s)
+    {
+        return (std::uint32_t(s[0]) << 16) | (std::uint32_t(s[1]) << 24);
+    }
+};
+struct Int24LE
+{
+    static constexpr int width = 3;
+    static std::uint32_t get(const std::uint8_t* s)
+    {
+        return (std::uint32_t(s[0]) << 8) | (std::uint32_t(s[1]) << 16) | (std::uint32_t(s[2]) << 24);
+    }
+};
 
 struct Word32LE
 {
@@ -75,8 +107,23 @@ void FillTile(std::uint32_t (&tile)[tileFrames][tileChannels], const std::uint8_
     for (std::int32_t i = 0; i < numFrames; ++i)
     {
         const std::uint8_t* in = frames + std::size_t(i) * stride;
-        for (std::uint32_t c = 0; c < numChannels; ++c)
-            tile[i][c] = Layout::get(in + std::size_t(c) * Layout::width);
+        if constexpr (std::is_same_v<Layout, Int24LE>)
+        {
+            if (numChannels == 0)
+                continue;
+            tile[i][0] = Layout::get(in);
+            for (std::uint32_t c = 1; c < numChannels; ++c)
+            {
+                std::uint32_t word;
+                std::memcpy(&word, in + std::size_t(c) * 3 - 1, 4);
+                tile[i][c] = word & 0xFFFFFF00u;
+            }
+        }
+        else
+        {
+            for (std::uint32_t c = 0; c < numChannels; ++c)
+                tile[i][c] = Layout::get(in + std::size_t(c) * Layout::width);
+        }
     }
 }
 
@@ -159,6 +206,21 @@ void ConvertFrames(const std::uint8_t* source, std::int32_t bytesPerFrame, std::
     }
 }
 
+/** The second pass: left-justified integers become floats in place. */
+void ConvertIntegersToFloats(SampleWord* values, std::int64_t numValues) noexcept
+{
+    auto* out = reinterpret_cast<FloatWord*>(values);
+    std::int64_t i = 0;
+    for (; i + 16 <= numValues; i += 16)
+        for (int k = 0; k < 16; ++k)
+            out[i + k] = float(values[i + k]) * kel::integerToFloatScale;
+    for (; i + 4 <= numValues; i += 4)
+        for (int k = 0; k < 4; ++k)
+            out[i + k] = float(values[i + k]) * kel::integerToFloatScale;
+    for (; i < numValues; ++i)
+        out[i] = float(values[i]) * kel::integerToFloatScale;
+}
+
 } // namespace reference
 // END OF REFERENCE
 // ---------------------------------------------------------------------------
@@ -172,12 +234,18 @@ constexpr int conversionsPerRun = 32;
     reader refills it). */
 template <typename Convert>
 void ConvertBlock(Convert&& convert, const std::vector<std::uint8_t>& scratch, std::int32_t bytesPerFrame,
-                  kel::SampleWord* const* planar, std::uint32_t channels)
+                  float* const* planar, std::uint32_t channels)
 {
     const std::int64_t framesPerPiece = scratchBytes / bytesPerFrame;
     for (std::int64_t done = 0; done < blockFrames; done += framesPerPiece)
         convert(scratch.data(), bytesPerFrame, std::int32_t(std::min(framesPerPiece, blockFrames - done)), planar,
                 channels, done);
+}
+
+/** The reference's view of the same arrays: integer words. */
+reference::SampleWord* const* AsWords(float* const* planar)
+{
+    return reinterpret_cast<reference::SampleWord* const*>(planar);
 }
 
 /** Interleaved samples for the scratch: uniform in [-1, 1], and with
@@ -198,6 +266,19 @@ std::vector<std::uint8_t> ScratchBytes(std::uint32_t channels, bool nonFinite)
     return bytes;
 }
 
+/** Planar arrays, length floats apart in one allocation, as in an
+    AudioBuffer. */
+struct Planar
+{
+    Planar(std::uint32_t channels, std::int64_t length) : storage(std::size_t(channels) * std::size_t(length))
+    {
+        for (std::uint32_t c = 0; c < channels; ++c)
+            pointers.push_back(storage.data() + std::size_t(c) * std::size_t(length));
+    }
+    std::vector<float> storage;
+    std::vector<float*> pointers;
+};
+
 template <typename Sample>
 void FloatConversion(benchmark::State& state)
 {
@@ -205,13 +286,8 @@ void FloatConversion(benchmark::State& state)
     const bool nonFinite = state.range(1) != 0;
     const auto bytesPerFrame = std::int32_t(channels * sizeof(Sample));
     const auto scratch = ScratchBytes<Sample>(channels, nonFinite);
-    // Plain integers here: the may_alias attribute cannot travel through a
-    // template argument; the pointers are handed out as SampleWord pointers.
-    std::vector<std::vector<std::int32_t>> arrays(channels, std::vector<std::int32_t>(blockFrames));
-    std::vector<std::int32_t*> pointers;
-    for (auto& array : arrays)
-        pointers.push_back(array.data());
-    auto* const* planar = reinterpret_cast<kel::SampleWord* const*>(pointers.data());
+    Planar arrays(channels, blockFrames);
+    float* const* planar = arrays.pointers.data();
 
     const kel::FrameConverter ours = kel::ChooseFrameConverter(
         sizeof(Sample) * 8, true, kel::SampleByteOrder::littleEndian, kel::EightBitSamples::unsignedOffset);
@@ -223,15 +299,17 @@ void FloatConversion(benchmark::State& state)
     {
         auto start = ThreadSeconds();
         for (int i = 0; i < conversionsPerRun; ++i)
-            ConvertBlock(&reference::ConvertFrames<Layout>, scratch, bytesPerFrame, planar, channels);
-        benchmark::DoNotOptimize(arrays[0][0]);
+            ConvertBlock([&](auto source, auto stride, auto frames, auto out, auto count, auto at) {
+                reference::ConvertFrames<Layout>(source, stride, frames, AsWords(out), count, at);
+            }, scratch, bytesPerFrame, planar, channels);
+        benchmark::DoNotOptimize(arrays.storage[0]);
         referenceSeconds += ThreadSeconds() - start;
 
         start = ThreadSeconds();
         for (int i = 0; i < conversionsPerRun; ++i)
             ConvertBlock([&](auto&&... arguments) { replaced |= ours(arguments...); }, scratch, bytesPerFrame,
                          planar, channels);
-        benchmark::DoNotOptimize(arrays[0][0]);
+        benchmark::DoNotOptimize(arrays.storage[0]);
         const double seconds = ThreadSeconds() - start;
         oursSeconds += seconds;
         state.SetIterationTime(seconds);
@@ -244,7 +322,7 @@ void FloatConversion(benchmark::State& state)
     state.counters["time_ratio"] = oursSeconds / referenceSeconds;
 }
 
-void Arguments(benchmark::internal::Benchmark* b)
+void FloatArguments(benchmark::internal::Benchmark* b)
 {
     b->ArgNames({"channels", "nonfinite"});
     for (const int channels : {2, 64})
@@ -253,7 +331,75 @@ void Arguments(benchmark::internal::Benchmark* b)
     b->UseManualTime()->Unit(benchmark::kMicrosecond);
 }
 
-BENCHMARK_TEMPLATE(FloatConversion, float)->Name("FloatConversion/float32")->Apply(Arguments);
-BENCHMARK_TEMPLATE(FloatConversion, double)->Name("FloatConversion/float64")->Apply(Arguments);
+BENCHMARK_TEMPLATE(FloatConversion, float)->Name("FloatConversion/float32")->Apply(FloatArguments);
+BENCHMARK_TEMPLATE(FloatConversion, double)->Name("FloatConversion/float64")->Apply(FloatArguments);
+
+/** The reference's read(): each piece of the scratch converted to integer
+    words, then those words turned into floats in place. */
+template <typename Layout>
+void TwoPasses(const std::uint8_t* source, std::int32_t bytesPerFrame, std::int32_t numFrames,
+               float* const* planar, std::uint32_t channels, std::int64_t at)
+{
+    reference::ConvertFrames<Layout>(source, bytesPerFrame, numFrames, AsWords(planar), channels, at);
+    for (std::uint32_t c = 0; c < channels; ++c)
+        reference::ConvertIntegersToFloats(AsWords(planar)[c] + at, numFrames);
+}
+
+template <int bits>
+void IntegerConversion(benchmark::State& state)
+{
+    const auto channels = std::uint32_t(state.range(0));
+    const auto length = state.range(1);
+    const auto bytesPerFrame = std::int32_t(channels * bits / 8);
+    std::vector<std::uint8_t> scratch(static_cast<std::size_t>(scratchBytes));
+    std::mt19937 random(5);
+    for (auto& byte : scratch)
+        byte = std::uint8_t(random());
+    Planar arrays(channels, length);
+    float* const* planar = arrays.pointers.data();
+
+    const kel::FrameConverter ours = kel::ChooseFrameConverter(bits, false, kel::SampleByteOrder::littleEndian,
+                                                               kel::EightBitSamples::unsignedOffset);
+    using Layout = std::conditional_t<bits == 16, reference::Int16LE, reference::Int24LE>;
+
+    double oursSeconds = 0.0, referenceSeconds = 0.0;
+    bool same = true;
+    for (auto _ : state)
+    {
+        auto start = ThreadSeconds();
+        for (int i = 0; i < conversionsPerRun; ++i)
+            ConvertBlock(&TwoPasses<Layout>, scratch, bytesPerFrame, planar, channels);
+        benchmark::DoNotOptimize(arrays.storage[0]);
+        referenceSeconds += ThreadSeconds() - start;
+        const auto expected = arrays.storage;
+
+        start = ThreadSeconds();
+        for (int i = 0; i < conversionsPerRun; ++i)
+            ConvertBlock(ours, scratch, bytesPerFrame, planar, channels);
+        benchmark::DoNotOptimize(arrays.storage[0]);
+        const double seconds = ThreadSeconds() - start;
+        oursSeconds += seconds;
+        state.SetIterationTime(seconds);
+        same = same && expected == arrays.storage;
+    }
+    if (!same)
+        state.SkipWithError("the two conversions disagree");
+    const double samples = double(blockFrames) * channels * conversionsPerRun * double(state.iterations());
+    state.counters["ours_Msamples_per_s"] = samples / oursSeconds / 1e6;
+    state.counters["reference_Msamples_per_s"] = samples / referenceSeconds / 1e6;
+    state.counters["time_ratio"] = oursSeconds / referenceSeconds;
+}
+
+void IntegerArguments(benchmark::internal::Benchmark* b)
+{
+    b->ArgNames({"channels", "buffer"});
+    for (const int channels : {2, 64})
+        for (const int length : {4096, 4160})
+            b->Args({channels, length});
+    b->UseManualTime()->Unit(benchmark::kMicrosecond);
+}
+
+BENCHMARK_TEMPLATE(IntegerConversion, 16)->Name("IntegerConversion/pcm16")->Apply(IntegerArguments);
+BENCHMARK_TEMPLATE(IntegerConversion, 24)->Name("IntegerConversion/pcm24")->Apply(IntegerArguments);
 
 } // namespace

@@ -1,8 +1,11 @@
 // auvo5-sfplay decode FILE OUT
 // Every frame of every channel, read through the engine's reader in blocks
 // of at most 4096 frames, written as interleaved 32-bit float little-endian.
+// A block holds about 64K samples (256 KB as floats), so that it and its
+// interleaved copy stay in the cache between the reading and the writing.
 // Non-finite samples come out as 0, and stderr shows the console's warning
 // about them, as the player posts it.
+#include <algorithm>
 #include <bit>
 #include <cstdint>
 #include <cstdio>
@@ -12,12 +15,15 @@
 
 #include "CliVerbs.h"
 #include "audiofiles/KelAudioFileReader.h"
+#include "audiofiles/KelInterleave.h"
 #include "common/KelException.h"
 #include "osc/KelHostNotifier.h"
 
 namespace cli {
 
 namespace {
+
+static_assert(std::endian::native == std::endian::little, "decode writes the host's floats as they are");
 
 struct FileCloser
 {
@@ -42,12 +48,17 @@ int RunDecode(int argc, char** argv)
     std::unique_ptr<std::FILE, FileCloser> output(std::fopen(out.getFullPathName().c_str(), "wb"));
     if (output == nullptr)
         throw kel::exceptions::ErrorWritingFile(out, KEL_HERE);
+    // Each block is written whole: stdio's buffer would only split it.
+    std::setvbuf(output.get(), nullptr, _IONBF, 0);
 
-    constexpr std::int64_t blockFrames = 4096;
     const auto numChannels = reader->getNumChannels();
     const auto length = reader->getLengthInSamples();
-    kel::AudioBuffer<float> block(numChannels, std::uint64_t(blockFrames));
-    std::vector<std::uint8_t> interleaved(std::size_t(blockFrames) * numChannels * 4);
+    constexpr std::int64_t blockSamples = std::int64_t(1) << 16;
+    const std::int64_t blockFrames = std::clamp<std::int64_t>(blockSamples / numChannels / 16 * 16, 16, 4096);
+    // One cache line more per channel than a block needs: arrays a power of
+    // two apart would share cache sets.
+    kel::AudioBuffer<float> block(numChannels, std::uint64_t(blockFrames + 16));
+    std::vector<float> interleaved(std::size_t(blockFrames) * numChannels);
 
     for (std::int64_t position = 0; position < length; position += blockFrames)
     {
@@ -56,18 +67,9 @@ int RunDecode(int argc, char** argv)
             throw kel::Exception("reading frames " + kel::ToString(position) + " to " + kel::ToString(position + n)
                                      + " failed",
                                  KEL_HERE);
-        auto* bytes = interleaved.data();
-        for (std::int64_t f = 0; f < n; ++f)
-            for (std::uint32_t c = 0; c < numChannels; ++c)
-            {
-                const auto bits = std::bit_cast<std::uint32_t>(block.getReadPointer(c)[f]);
-                *bytes++ = std::uint8_t(bits);
-                *bytes++ = std::uint8_t(bits >> 8);
-                *bytes++ = std::uint8_t(bits >> 16);
-                *bytes++ = std::uint8_t(bits >> 24);
-            }
-        const auto size = std::size_t(bytes - interleaved.data());
-        if (std::fwrite(interleaved.data(), 1, size, output.get()) != size)
+        kel::Interleave(block.getArrayOfWritePointers(), numChannels, 0, std::size_t(n), interleaved.data());
+        const auto size = std::size_t(n) * numChannels;
+        if (std::fwrite(interleaved.data(), sizeof(float), size, output.get()) != size)
             throw kel::exceptions::ErrorWritingFile(out, KEL_HERE);
     }
     if (std::fclose(output.release()) != 0)

@@ -28,8 +28,8 @@ inline void ExerciseReader(kel::AudioFileReader& reader, const std::uint8_t* dat
     // readSamples with a few destinations of its own: the file may claim any
     // number of channels.
     constexpr std::int64_t frames = 300;
-    std::vector<std::vector<kel::SampleWord>> arrays(3, std::vector<kel::SampleWord>(frames));
-    kel::SampleWord* destinations[] = {arrays[0].data(), arrays[1].data(), arrays[2].data(), nullptr};
+    std::vector<std::vector<float>> arrays(3, std::vector<float>(frames));
+    float* destinations[] = {arrays[0].data(), arrays[1].data(), arrays[2].data(), nullptr};
     for (const auto position : positions)
         reader.readSamples(destinations, frames, position);
 

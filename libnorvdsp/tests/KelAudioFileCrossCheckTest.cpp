@@ -156,21 +156,36 @@ TEST(AudioFileCrossCheck, EveryFixtureReadsAsLibsndfileDecodesIt)
 TEST(AudioFileCrossCheck, DecodeVerbWritesInterleavedLittleEndianFloats)
 {
     TempDir dir;
-    const auto path = dir.file("in.wav");
     const auto out = dir.file("out.raw");
-    ASSERT_TRUE(kel::test::WriteWithSndfile(path, SF_FORMAT_WAV | SF_FORMAT_PCM_24, 3, 9001, 48000));
-    ASSERT_EQ(RunCommand(ShellQuoted(KEL_CLI_PATH) + " decode " + ShellQuoted(path) + " " + ShellQuoted(out)), 0);
-    const auto bytes = kel::test::LoadBytes(out);
-    const auto reference = kel::test::DecodeWithSndfile(path);
-    ASSERT_EQ(bytes.size(), reference.samples.size() * 4);
-    std::vector<float> values(reference.samples.size());
-    for (std::size_t i = 0; i < values.size(); ++i)
+    // Few and many channels: the blocks hold fewer frames the more channels
+    // there are, and frames are interleaved in tiles of channels.
+    struct Case
     {
-        const std::uint32_t bits = std::uint32_t(bytes[4 * i]) | (std::uint32_t(bytes[4 * i + 1]) << 8)
-                                 | (std::uint32_t(bytes[4 * i + 2]) << 16) | (std::uint32_t(bytes[4 * i + 3]) << 24);
-        values[i] = std::bit_cast<float>(bits);
+        int format;
+        int channels;
+        std::int64_t frames;
+    };
+    for (const auto& c : {Case{SF_FORMAT_WAV | SF_FORMAT_PCM_24, 3, 9001},
+                          Case{SF_FORMAT_WAV | SF_FORMAT_PCM_16, 600, 777},
+                          Case{SF_FORMAT_WAV | SF_FORMAT_FLOAT, 67, 2001}})
+    {
+        SCOPED_TRACE(std::to_string(c.channels) + " channels");
+        const auto path = dir.file("in" + std::to_string(c.channels) + ".wav");
+        ASSERT_TRUE(kel::test::WriteWithSndfile(path, c.format, c.channels, c.frames, 48000));
+        ASSERT_EQ(RunCommand(ShellQuoted(KEL_CLI_PATH) + " decode " + ShellQuoted(path) + " " + ShellQuoted(out)), 0);
+        const auto bytes = kel::test::LoadBytes(out);
+        const auto reference = kel::test::DecodeWithSndfile(path);
+        ASSERT_EQ(bytes.size(), reference.samples.size() * 4);
+        std::vector<float> values(reference.samples.size());
+        for (std::size_t i = 0; i < values.size(); ++i)
+        {
+            const std::uint32_t bits = std::uint32_t(bytes[4 * i]) | (std::uint32_t(bytes[4 * i + 1]) << 8)
+                                     | (std::uint32_t(bytes[4 * i + 2]) << 16)
+                                     | (std::uint32_t(bytes[4 * i + 3]) << 24);
+            values[i] = std::bit_cast<float>(bits);
+        }
+        EXPECT_EQ(kel::test::FirstDifference(values, reference.samples), -1);
     }
-    EXPECT_EQ(kel::test::FirstDifference(values, reference.samples), -1);
 
     // A failure prints the error's full text and exits with 1.
     std::string output;

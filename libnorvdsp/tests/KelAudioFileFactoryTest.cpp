@@ -170,7 +170,7 @@ TEST(AudioFileReaderRead, KeepsToTheBuffer)
         {"starts past the buffer", 2, 4, 5, 1, 0, false, false},
         {"negative start index", 2, 4, -1, 1, 0, false, false},
         {"negative frame count", 2, 4, 0, -1, 0, false, false},
-        {"fewer channels than the file: its first ones", 1, 4, 0, 1, 0, true, true},
+        {"fewer channels than the file", 1, 4, 0, 1, 0, true, true},
         {"more channels than the file", 3, 4, 0, 1, 0, true, true},
         {"past the file's end", 2, 4, 0, 4, 10, true, true},
     };
@@ -188,7 +188,8 @@ TEST(AudioFileReaderRead, KeepsToTheBuffer)
                 ASSERT_EQ(buffer.getReadPointer(ch)[i], 7.0f);
     }
 
-    // The values land where asked; a buffer channel beyond the file's is left alone.
+    // The values land where asked; a buffer channel beyond the file's is left
+    // alone, and a buffer narrower than the file gets the file's first channels.
     kel::AudioBuffer<float> buffer(3, 4);
     for (std::uint32_t ch = 0; ch < 3; ++ch)
         std::fill_n(buffer.getWritePointer(ch), 4, 7.0f);
@@ -199,6 +200,11 @@ TEST(AudioFileReaderRead, KeepsToTheBuffer)
               (std::vector<float>{7.0f, -0.5f, 0.0f, 7.0f}));
     EXPECT_EQ(std::vector<float>(buffer.getReadPointer(2), buffer.getReadPointer(2) + 4),
               (std::vector<float>{7.0f, 7.0f, 7.0f, 7.0f}));
+    kel::AudioBuffer<float> narrow(1, 4);
+    std::fill_n(narrow.getWritePointer(0), 4, 7.0f);
+    ASSERT_TRUE(reader->read(narrow, 1, 2, 0));
+    EXPECT_EQ(std::vector<float>(narrow.getReadPointer(0), narrow.getReadPointer(0) + 4),
+              (std::vector<float>{7.0f, 0.5f, 0.0f, 7.0f}));
 }
 
 TEST(AudioFileReaderRead, ReadersTakeTheirBytesFromMemoryToo)

@@ -293,7 +293,7 @@ public:
         metadata = inner->getMetadata();
     }
     kel::String getDefaultExtension() const override { return inner->getDefaultExtension(); }
-    bool readSamples(kel::SampleWord* const* destinations, std::int64_t numFrames, std::int64_t startFrame) override
+    bool readSamples(float* const* destinations, std::int64_t numFrames, std::int64_t startFrame) override
     {
         std::this_thread::sleep_for(std::chrono::milliseconds(3));
         return inner->readSamples(destinations, numFrames, startFrame);
@@ -317,10 +317,10 @@ public:
         metadata.lengthInSamples = length;
     }
     kel::String getDefaultExtension() const override { return ".wav"; }
-    bool readSamples(kel::SampleWord* const* destinations, std::int64_t numFrames, std::int64_t) override
+    bool readSamples(float* const* destinations, std::int64_t numFrames, std::int64_t) override
     {
         for (int c = 0; destinations[c] != nullptr; ++c)
-            std::fill_n(reinterpret_cast<kel::FloatWord*>(destinations[c]), numFrames, 0.25f);
+            std::fill_n(destinations[c], numFrames, 0.25f);
         return true;
     }
 };

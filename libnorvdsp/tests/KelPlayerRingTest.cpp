@@ -26,7 +26,7 @@ public:
         metadata = inner->getMetadata();
     }
     kel::String getDefaultExtension() const override { return inner->getDefaultExtension(); }
-    bool readSamples(kel::SampleWord* const* destinations, std::int64_t numFrames, std::int64_t startFrame) override
+    bool readSamples(float* const* destinations, std::int64_t numFrames, std::int64_t startFrame) override
     {
         frames->fetch_add(numFrames);
         return inner->readSamples(destinations, numFrames, startFrame);

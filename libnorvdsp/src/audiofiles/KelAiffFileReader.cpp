@@ -197,7 +197,7 @@ void AiffFileReader::readMarkerChunk()
     }
 }
 
-bool AiffFileReader::readSamples(SampleWord* const* destinations, std::int64_t numFrames, std::int64_t startFrame)
+bool AiffFileReader::readSamples(float* const* destinations, std::int64_t numFrames, std::int64_t startFrame)
 {
     return readInterleavedSamples(destinations, numFrames, startFrame, layout, scratch);
 }

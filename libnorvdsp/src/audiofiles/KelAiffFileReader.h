@@ -26,7 +26,7 @@ public:
     AiffFileReader(ScopedPointer<InputStream> stream, const File& nameForMessages);
 
     String getDefaultExtension() const override { return ".aiff"; }
-    bool readSamples(SampleWord* const* destinations, std::int64_t numFrames, std::int64_t startFrame) override;
+    bool readSamples(float* const* destinations, std::int64_t numFrames, std::int64_t startFrame) override;
 
     bool isLittleEndian() const noexcept { return littleEndian; }
     std::int32_t getBytesPerFrame() const noexcept { return layout.bytesPerFrame; }

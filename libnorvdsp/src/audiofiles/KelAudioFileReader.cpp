@@ -1,8 +1,6 @@
 #include "audiofiles/KelAudioFileReader.h"
 
 #include <algorithm>
-#include <cstring>
-#include <limits>
 
 #include "audiofiles/KelAiffFileReader.h"
 #include "audiofiles/KelAudioFormatDetection.h"
@@ -52,63 +50,21 @@ bool AudioFileReader::read(AudioBufferBase<float>& buffer, std::int64_t startInd
         return true;
     const auto bufferLength = buffer.getNumSamples();
     if (numFrames < 0 || startIndexInBuffer < 0 || std::uint64_t(startIndexInBuffer) > bufferLength
-        || std::uint64_t(numFrames) > bufferLength - std::uint64_t(startIndexInBuffer)
-)
+        || std::uint64_t(numFrames) > bufferLength - std::uint64_t(startIndexInBuffer))
         return false;
 
-    // A buffer narrower than the file takes the file's first channels.
     const auto numChannels = std::min(metadata.numChannels, buffer.getNumChannels());
     buffer.setClear(false);
     channelPointers.Resize(std::size_t(numChannels) + 1);
     for (std::uint32_t c = 0; c < numChannels; ++c)
-        channelPointers[c] = reinterpret_cast<std::int32_t*>(buffer.getWritePointer(c) + startIndexInBuffer);
+        channelPointers[c] = buffer.getWritePointer(c) + startIndexInBuffer;
     channelPointers[numChannels] = nullptr;
 
-    auto* const* destinations = reinterpret_cast<SampleWord* const*>(channelPointers.data());
-    if (metadata.usesFloatingPointData)
-    {
-        if (readSamples(destinations, numFrames, startFrameInFile))
-            return true;
-        if (unreadFrames.empty())
-            noteUnreadFrames(startFrameInFile, startFrameInFile + numFrames - 1);
-        return false;
-    }
-
-    // Integers become floats in place. Done piece by piece, about 64 KB of
-    // samples at a time, each piece is converted while it is still in the
-    // cache instead of after the whole block has been written out.
-    const auto pieceFrames = std::max<std::int64_t>(16, (std::int64_t(1) << 14) / std::max(1u, numChannels));
-    piecePointers.Resize(std::size_t(numChannels) + 1);
-    piecePointers[numChannels] = nullptr;
-    auto* const* piece = reinterpret_cast<SampleWord* const*>(piecePointers.data());
-    UnreadFrames missed;
-    for (std::int64_t done = 0; done < numFrames; done += pieceFrames)
-    {
-        const auto n = std::min(pieceFrames, numFrames - done);
-        for (std::uint32_t c = 0; c < numChannels; ++c)
-            piecePointers[c] = channelPointers[c] + done;
-        // Saturating: a start near the largest frame index reads silence.
-        const auto start = startFrameInFile > std::numeric_limits<std::int64_t>::max() - done
-                               ? std::numeric_limits<std::int64_t>::max()
-                               : startFrameInFile + done;
-        // A piece that fails still converts: its missed frames are zero,
-        // silence as an integer and as a float alike. The pieces after it
-        // are read too, so that the whole range is written and the missed
-        // frames are known to its end.
-        if (!readSamples(piece, n, start))
-        {
-            if (unreadFrames.empty())
-                noteUnreadFrames(start, start + n - 1);
-            if (missed.empty())
-                missed.first = unreadFrames.first;
-            missed.last = unreadFrames.last;
-            unreadFrames = {};
-        }
-        for (std::uint32_t c = 0; c < numChannels; ++c)
-            ConvertIntegersToFloats(piece[c], n);
-    }
-    unreadFrames = missed;
-    return missed.empty();
+    if (readSamples(channelPointers.data(), numFrames, startFrameInFile))
+        return true;
+    if (unreadFrames.empty())
+        noteUnreadFrames(startFrameInFile, startFrameInFile + numFrames - 1);
+    return false;
 }
 
 void AudioFileReader::prepareScratch(MemoryBlock& scratch, std::int32_t bytesPerFrame)
@@ -119,7 +75,7 @@ void AudioFileReader::prepareScratch(MemoryBlock& scratch, std::int32_t bytesPer
     scratch.Resize(std::size_t(std::max(scratchBytes, bytesPerFrame)));
 }
 
-bool AudioFileReader::readInterleavedSamples(SampleWord* const* destinations, std::int64_t numFrames,
+bool AudioFileReader::readInterleavedSamples(float* const* destinations, std::int64_t numFrames,
                                              std::int64_t startFrame, const InterleavedLayout& layout,
                                              MemoryBlock& scratch)
 {
@@ -149,7 +105,12 @@ bool AudioFileReader::readInterleavedSamples(SampleWord* const* destinations, st
     if (toRead > 0 && layout.convert != nullptr && numFileChannels > 0)
     {
         input->setPosition(layout.dataStart + std::int64_t(bytesPerFrame) * startFrame);
-        const std::int64_t framesPerChunk = std::int64_t(scratch.size()) / bytesPerFrame;
+        // Chunks of equal size: a last chunk of a few frames would go through
+        // the stream's small-read buffer, which would read ahead and hand the
+        // next read its bytes by one more copy.
+        const std::int64_t scratchFrames = std::int64_t(scratch.size()) / bytesPerFrame;
+        const std::int64_t numChunks = (toRead + scratchFrames - 1) / scratchFrames;
+        const std::int64_t framesPerChunk = (toRead + numChunks - 1) / numChunks;
         for (std::int64_t done = 0; done < toRead;)
         {
             const auto chunkFrames = std::min(framesPerChunk, toRead - done);
@@ -181,12 +142,12 @@ bool AudioFileReader::readInterleavedSamples(SampleWord* const* destinations, st
         auto* d = destinations[c];
         if (c < numFileChannels)
         {
-            std::memset(d, 0, std::size_t(lead) * sizeof(SampleWord));
-            std::memset(d + lead + toRead, 0, std::size_t(numFrames - lead - toRead) * sizeof(SampleWord));
+            std::fill_n(d, lead, 0.0f);
+            std::fill_n(d + lead + toRead, numFrames - lead - toRead, 0.0f);
         }
         else
         {
-            std::memset(d, 0, std::size_t(numFrames) * sizeof(SampleWord));
+            std::fill_n(d, numFrames, 0.0f);
         }
     }
     return complete;

@@ -61,22 +61,26 @@ public:
 
     ~AudioFileReader() override;
 
-    /** Writes numFrames values through every non-null pointer of the
+    /** Writes numFrames floats through every non-null pointer of the
         null-terminated array destinations, from startFrame of the file on:
-        left-justified integers for an integer file, float bits for a float
-        file, zeros past the end, before frame 0 and in arrays beyond the
-        file's channels (a sample width the reader does not read leaves the
-        file's frames unwritten). Calls may come at any positions in any
-        order. Returns false when frames the file should hold could not be
-        read: those are zero and noted (noteUnreadFrames). Blocks on the
-        disk. */
-    virtual bool readSamples(SampleWord* const* destinations, std::int64_t numFrames, std::int64_t startFrame) = 0;
+        channel c of the file to destinations[c], for integer and float files
+        alike (integers scaled as libsndfile's sf_read_float scales them,
+        non-finite floats as 0), zeros past the end, before frame 0 and in
+        arrays beyond the file's channels. Fewer arrays than the file has
+        channels is fine: the other channels are not converted (a sample
+        width the reader does not read leaves the file's frames unwritten).
+        Calls may come at any positions in any order. Returns false when
+        frames the file should hold could not be read: those are zero and
+        noted (noteUnreadFrames). Blocks on the disk. */
+    virtual bool readSamples(float* const* destinations, std::int64_t numFrames, std::int64_t startFrame) = 0;
 
     /** Reads numFrames frames from startFrameInFile into the buffer's first
-        channels at startIndexInBuffer, as floats. Returns false, touching
-        nothing, when the range does not fit the buffer or the file has more
-        channels than the buffer. Returns false too when the file could not
-        deliver frames it should hold (it shrank, the disk failed): those
+        channels at startIndexInBuffer, as floats: as many channels as both
+        have (a buffer narrower than the file gets the file's first channels,
+        and only those are converted; channels of a wider buffer beyond the
+        file's are left alone). Returns false, touching nothing, when the
+        range does not fit the buffer. Returns false too when the file could
+        not deliver frames it should hold (it shrank, the disk failed): those
         are silent, the others are read as usual, and getUnreadFrames says
         from which frame to which they were missed. Allocates nothing once the
         channel pointer table has grown to the channel count; blocks on the
@@ -156,11 +160,12 @@ protected:
     };
 
     /** The read loop the WAV and AIFF readers share: seeks to the frame,
-        reads through the scratch block (at least one frame wide), converts,
-        and zero-fills what lies outside the file. A read that gets fewer
-        bytes than the file should hold for the range fails: what came is
-        converted, the rest is silent and noted (noteUnreadFrames). */
-    bool readInterleavedSamples(SampleWord* const* destinations, std::int64_t numFrames, std::int64_t startFrame,
+        reads chunk by chunk from the stream straight into the scratch block
+        (at least one frame wide), converts each chunk while it is in the
+        cache, and zero-fills what lies outside the file. A read that gets
+        fewer bytes than the file should hold for the range fails: what came
+        is converted, the rest is silent and noted (noteUnreadFrames). */
+    bool readInterleavedSamples(float* const* destinations, std::int64_t numFrames, std::int64_t startFrame,
                                 const InterleavedLayout& layout, MemoryBlock& scratch);
 
     /** A readSamples that fails says which frames it missed (first to last,
@@ -168,7 +173,10 @@ protected:
     void noteUnreadFrames(std::int64_t first, std::int64_t last) noexcept { unreadFrames = {first, last}; }
 
     /** Sizes a scratch block for a frame size: 64 KB, or one frame when a
-        frame is wider than that. */
+        frame is wider than that. Reads of that size go from the system
+        straight into it (kel::FileReader buffers only small reads), and
+        small enough that the chunk and what it converts to stay in the
+        cache between the system's copy and the conversion. */
     static void prepareScratch(MemoryBlock& scratch, std::int32_t bytesPerFrame);
 
     File file;
@@ -176,10 +184,7 @@ protected:
 
 private:
     std::atomic<bool> nonFiniteReplaced{false};
-    // Plain pointers here: an attribute cannot travel through a template
-    // argument. They are handed out as SampleWord pointers.
-    Vector<std::int32_t*> channelPointers;
-    Vector<std::int32_t*> piecePointers;  // the same, moved on to each piece of a long read
+    Vector<float*> channelPointers;
     UnreadFrames unreadFrames;
 };
 

@@ -1,6 +1,10 @@
 #include "audiofiles/KelFiniteFloatRows.h"
 
+#include <algorithm>
+#include <bit>
 #include <cstring>
+
+#include "audiofiles/KelLineStage.h"
 
 #if defined(__SSE2__) || defined(_M_X64)
 #define KEL_FINITE_ROWS_SSE2 1
@@ -34,15 +38,15 @@ std::uint32_t FiniteWord(std::uint32_t word, std::uint32_t& replaced)
 
 } // namespace
 
-bool ZeroNonFiniteFloats(SampleWord* const* out, std::uint32_t numChannels, std::int64_t at,
+bool ZeroNonFiniteFloats(float* const* out, std::uint32_t numChannels, std::int64_t at,
                          std::int32_t numFrames) noexcept
 {
     std::uint32_t replaced = 0;
     for (std::uint32_t c = 0; c < numChannels; ++c)
     {
-        SampleWord* const channel = out[c] + at;
+        float* const channel = out[c] + at;
         for (std::int32_t f = 0; f < numFrames; ++f)
-            channel[f] = SampleWord(FiniteWord(std::uint32_t(channel[f]), replaced));
+            channel[f] = std::bit_cast<float>(FiniteWord(std::bit_cast<std::uint32_t>(channel[f]), replaced));
     }
     return replaced != 0;
 }
@@ -59,11 +63,11 @@ bool ZeroNonFiniteFloats(SampleWord* const* out, std::uint32_t numChannels, std:
 // finds nothing. The frames that do not fill a vector (after the last
 // multiple of 4) get the full check instead.
 bool StoreFiniteFloatRows(const std::uint8_t* rows, std::size_t rowBytes, std::int32_t numFrames,
-                          std::uint32_t numChannels, SampleWord* const* out, std::int64_t at) noexcept
+                          std::uint32_t numChannels, float* const* out, std::int64_t at) noexcept
 {
     const auto load = [](const std::uint8_t* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); };
     const auto loadPair = [](const std::uint8_t* p) { return _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)); };
-    const auto store = [](SampleWord* p, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v); };
+    const auto store = [](float* p, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v); };
     const auto asFloats = [](__m128i v) { return _mm_castsi128_ps(v); };
 
     const std::int32_t vectorFrames = numFrames & ~3;
@@ -72,17 +76,11 @@ bool StoreFiniteFloatRows(const std::uint8_t* rows, std::size_t rowBytes, std::i
     __m128 sum1 = _mm_setzero_ps();
     __m128 sum2 = _mm_setzero_ps();
     __m128 sum3 = _mm_setzero_ps();
-    std::uint32_t c = 0;
-    for (; c + 4 <= numChannels; c += 4)
-    {
-        // Held in locals: the stores may alias memory, so pointers read from
-        // the array would be read again after every store.
-        SampleWord* const out0 = out[c] + at;
-        SampleWord* const out1 = out[c + 1] + at;
-        SampleWord* const out2 = out[c + 2] + at;
-        SampleWord* const out3 = out[c + 3] + at;
-        const std::uint8_t* in = rows + std::size_t(c) * 4;
-        for (std::int32_t f = 0; f < vectorFrames; f += 4, in += step)
+    // Four channels at a time, straight to their arrays or through a stage
+    // (audiofiles/KelLineStage.h).
+    const auto transpose = [&](float* out0, float* out1, float* out2, float* out3, const std::uint8_t* in,
+                               std::int32_t count) {
+        for (std::int32_t f = 0; f < count; f += 4, in += step)
         {
             const auto r0 = load(in);
             const auto r1 = load(in + rowBytes);
@@ -103,13 +101,31 @@ bool StoreFiniteFloatRows(const std::uint8_t* rows, std::size_t rowBytes, std::i
             store(out2 + f, _mm_unpacklo_epi64(t2, t3));
             store(out3 + f, _mm_unpackhi_epi64(t2, t3));
         }
+    };
+    LineStage<4> stage;
+    std::uint32_t c = 0;
+    for (; c + 4 <= numChannels; c += 4)
+    {
+        const std::uint8_t* in = rows + std::size_t(c) * 4;
+        if (!SharePageOffsets<4>(out + c, at))
+        {
+            transpose(out[c] + at, out[c + 1] + at, out[c + 2] + at, out[c + 3] + at, in, vectorFrames);
+            continue;
+        }
+        for (std::int32_t first = 0; first < vectorFrames; first += lineFrames)
+        {
+            const auto count = std::min(lineFrames, vectorFrames - first);
+            auto& v = stage.values;
+            transpose(v[0], v[1], v[2], v[3], in + std::size_t(first) * rowBytes, count);
+            stage.flush(out + c, at + first, count);
+        }
     }
     if (c + 2 <= numChannels)
     {
         // Two channels (a stereo file, or what the groups of four leave):
         // two frames per vector, split by two shuffles.
-        SampleWord* const out0 = out[c] + at;
-        SampleWord* const out1 = out[c + 1] + at;
+        float* const out0 = out[c] + at;
+        float* const out1 = out[c + 1] + at;
         const std::uint8_t* in = rows + std::size_t(c) * 4;
         for (std::int32_t f = 0; f < vectorFrames; f += 4, in += step)
         {
@@ -123,7 +139,7 @@ bool StoreFiniteFloatRows(const std::uint8_t* rows, std::size_t rowBytes, std::i
     }
     if (c < numChannels)
     {
-        SampleWord* const out0 = out[c] + at;
+        float* const out0 = out[c] + at;
         const std::uint8_t* in = rows + std::size_t(c) * 4;
         for (std::int32_t f = 0; f < vectorFrames; f += 4, in += step)
         {
@@ -139,10 +155,10 @@ bool StoreFiniteFloatRows(const std::uint8_t* rows, std::size_t rowBytes, std::i
     if (vectorFrames < numFrames)
         for (c = 0; c < numChannels; ++c)
         {
-            SampleWord* const channel = out[c] + at;
+            float* const channel = out[c] + at;
             const std::uint8_t* in = rows + std::size_t(vectorFrames) * rowBytes + std::size_t(c) * 4;
             for (std::int32_t f = vectorFrames; f < numFrames; ++f, in += rowBytes)
-                channel[f] = SampleWord(FiniteWord(WordAt(in), replaced));
+                channel[f] = std::bit_cast<float>(FiniteWord(WordAt(in), replaced));
         }
     const __m128 sum = _mm_add_ps(_mm_add_ps(sum0, sum1), _mm_add_ps(sum2, sum3));
     // sum - sum is NaN exactly when the sum is not finite.
@@ -156,16 +172,16 @@ bool StoreFiniteFloatRows(const std::uint8_t* rows, std::size_t rowBytes, std::i
 #else
 
 bool StoreFiniteFloatRows(const std::uint8_t* rows, std::size_t rowBytes, std::int32_t numFrames,
-                          std::uint32_t numChannels, SampleWord* const* out, std::int64_t at) noexcept
+                          std::uint32_t numChannels, float* const* out, std::int64_t at) noexcept
 {
     std::uint32_t replaced = 0;
     for (std::uint32_t c = 0; c < numChannels; ++c)
     {
-        SampleWord* const channel = out[c] + at;
+        float* const channel = out[c] + at;
         for (std::int32_t f = 0; f < numFrames; ++f)
         {
             const std::uint8_t* in = rows + std::size_t(f) * rowBytes + std::size_t(c) * 4;
-            channel[f] = SampleWord(FiniteWord(WordAt(in), replaced));
+            channel[f] = std::bit_cast<float>(FiniteWord(WordAt(in), replaced));
         }
     }
     return replaced != 0;

@@ -9,18 +9,17 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "audiofiles/KelSampleConversion.h"
 
 namespace kel {
 
 /** Word c of row f (rows rowBytes apart) goes to out[c][at + f], 0 when it
     is not a finite float. Returns whether any was replaced. */
 bool StoreFiniteFloatRows(const std::uint8_t* rows, std::size_t rowBytes, std::int32_t numFrames,
-                          std::uint32_t numChannels, SampleWord* const* out, std::int64_t at) noexcept;
+                          std::uint32_t numChannels, float* const* out, std::int64_t at) noexcept;
 
 /** Writes 0 over the non-finite floats among out[c][at .. at + numFrames)
     for each of the numChannels arrays; returns whether there were any. */
-bool ZeroNonFiniteFloats(SampleWord* const* out, std::uint32_t numChannels, std::int64_t at,
+bool ZeroNonFiniteFloats(float* const* out, std::uint32_t numChannels, std::int64_t at,
                          std::int32_t numFrames) noexcept;
 
 } // namespace kel

@@ -220,7 +220,7 @@ void MP3FileReader::seekTo(std::int64_t sample)
     decodedStart = decodedEnd;  // the frames fell short: decode on from here
 }
 
-bool MP3FileReader::readSamples(SampleWord* const* destinations, std::int64_t numFrames, std::int64_t startFrame)
+bool MP3FileReader::readSamples(float* const* destinations, std::int64_t numFrames, std::int64_t startFrame)
 {
     if (decoder == nullptr)
         return false;
@@ -259,7 +259,7 @@ bool MP3FileReader::readSamples(SampleWord* const* destinations, std::int64_t nu
                 if (c < metadata.numChannels)
                     std::memcpy(out, decodedSamples[c].data() + decodedStart, std::size_t(n) * sizeof(float));
                 else
-                    std::memset(out, 0, std::size_t(n) * sizeof(SampleWord));
+                    std::fill_n(out, n, 0.0f);
             }
             decodedStart += std::uint32_t(n);
             done += n;
@@ -269,8 +269,8 @@ bool MP3FileReader::readSamples(SampleWord* const* destinations, std::int64_t nu
 
     for (std::uint32_t c = 0; c < numDestinations; ++c)
     {
-        std::memset(destinations[c], 0, std::size_t(lead) * sizeof(SampleWord));
-        std::memset(destinations[c] + lead + done, 0, std::size_t(numFrames - lead - done) * sizeof(SampleWord));
+        std::fill_n(destinations[c], lead, 0.0f);
+        std::fill_n(destinations[c] + lead + done, numFrames - lead - done, 0.0f);
     }
     return true;
 }

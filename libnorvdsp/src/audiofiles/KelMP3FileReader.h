@@ -32,7 +32,7 @@ public:
     ~MP3FileReader() override;
 
     String getDefaultExtension() const override { return ".mp3"; }
-    bool readSamples(SampleWord* const* destinations, std::int64_t numFrames, std::int64_t startFrame) override;
+    bool readSamples(float* const* destinations, std::int64_t numFrames, std::int64_t startFrame) override;
 
     /** 1152, 576 or 384. */
     int getSamplesPerFrame() const noexcept { return samplesPerFrame; }

@@ -1,7 +1,8 @@
 // The sample layouts the WAV and AIFF readers share: interleaved frames of
-// integers or floats in either byte order become one 32-bit word per sample
-// in per-channel arrays (integers left-justified, floats as 32-bit float
-// bits), and the integer words become floats in place afterwards.
+// integers or floats in either byte order become floats in per-channel
+// arrays, in one pass over cache-sized tiles (no integers are stored on the
+// way). An integer becomes float(the integer left-justified in 32 bits)
+// / 2^31, exactly as libsndfile's sf_read_float scales it.
 // Floats that are not finite (NaN, +-inf, and doubles beyond the float range,
 // which become inf when narrowed) are written as 0: one such sample in a
 // file would otherwise poison every filter after the player.
@@ -12,16 +13,6 @@
 #include <cstdint>
 
 namespace kel {
-
-// The destination arrays of a reader hold integer words first and floats
-// afterwards, in the same memory; may_alias tells the optimiser so.
-#if defined(__GNUC__) || defined(__clang__)
-using SampleWord [[gnu::may_alias]] = std::int32_t;
-using FloatWord [[gnu::may_alias]] = float;
-#else
-using SampleWord = std::int32_t;
-using FloatWord = float;
-#endif
 
 enum class SampleByteOrder
 {
@@ -35,11 +26,14 @@ enum class EightBitSamples
     signedTwos       // AIFF: -128..127
 };
 
-/** Converts numFrames interleaved frames (bytesPerFrame apart) into the
-    first numChannels destination arrays, at index offset onwards. Returns
-    true when it wrote 0 for a non-finite float (never for integers). */
+/** Converts numFrames interleaved frames (bytesPerFrame apart, reading each
+    one's bytes no further than its own) into floats in the first
+    numChannels destination arrays, at index offset onwards. numChannels may
+    be fewer than the frame holds: the other samples are skipped, never
+    converted. Returns true when it wrote 0 for a non-finite float (never for
+    integers). */
 using FrameConverter = bool (*)(const std::uint8_t* source, std::int32_t bytesPerFrame, std::int32_t numFrames,
-                                SampleWord* const* destinations, std::uint32_t numChannels, std::int64_t offset);
+                                float* const* destinations, std::uint32_t numChannels, std::int64_t offset);
 
 /** The converter for a sample layout, or nullptr for a layout that is not
     read (then nothing is written): 8, 16, 24 and 32-bit integers, 32 and
@@ -49,9 +43,6 @@ FrameConverter ChooseFrameConverter(std::uint32_t bitsPerSample, bool isFloat, S
                                     EightBitSamples eightBit);
 
 /** The scale from a left-justified 32-bit integer to float: 1 / 2^31. */
-inline constexpr float integerToFloatScale = 4.656613e-10f;
-
-/** Turns numValues left-justified integers into floats in place. */
-void ConvertIntegersToFloats(SampleWord* values, std::int64_t numValues) noexcept;
+inline constexpr float integerToFloatScale = 0x1p-31f;
 
 } // namespace kel

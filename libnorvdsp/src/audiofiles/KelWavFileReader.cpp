@@ -442,7 +442,7 @@ void WavFileReader::settleLayout()
         prepareScratch(scratch, layout.bytesPerFrame);
 }
 
-bool WavFileReader::readSamples(SampleWord* const* destinations, std::int64_t numFrames, std::int64_t startFrame)
+bool WavFileReader::readSamples(float* const* destinations, std::int64_t numFrames, std::int64_t startFrame)
 {
     return readInterleavedSamples(destinations, numFrames, startFrame, layout, scratch);
 }

@@ -49,7 +49,7 @@ public:
     WavFileReader(ScopedPointer<InputStream> stream, const File& nameForMessages);
 
     String getDefaultExtension() const override { return ".wav"; }
-    bool readSamples(SampleWord* const* destinations, std::int64_t numFrames, std::int64_t startFrame) override;
+    bool readSamples(float* const* destinations, std::int64_t numFrames, std::int64_t startFrame) override;
 
     const String& getAxmlText() const noexcept { return axmlText; }
     const ChannelAllocation& getChannelAllocation() const noexcept { return chna; }

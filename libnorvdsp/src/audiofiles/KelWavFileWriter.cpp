@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <bit>
-#include <cstring>
 #include <filesystem>
 
+#include "audiofiles/KelInterleave.h"
 #include "common/KelException.h"
 #include "files/KelNativePath.h"
 
@@ -30,6 +30,9 @@ void PutU64(std::vector<char>& b, std::uint64_t v)
         b.push_back(char((v >> (8 * i)) & 0xFF));
 }
 void PutTag(std::vector<char>& b, const char* tag) { b.insert(b.end(), tag, tag + 4); }
+
+// What the pending block holds before it is written.
+constexpr std::size_t pendingBlockBytes = std::size_t(1) << 18;
 
 constexpr std::uint32_t ds64BodySize = 28;  // riff size, data size, sample count, table length
 constexpr std::uint16_t formatFloat = 3;
@@ -112,29 +115,42 @@ void WavFileWriter::writeHeader()
     check();
 }
 
+template <typename Sample, typename Stored>
+void WavFileWriter::interleavePlanar(const Sample* const* channels, std::uint32_t numFrames)
+{
+    const std::size_t frameBytes = std::size_t(numChannels) * sizeof(Stored);
+    if (pending.empty())
+        pending.resize(std::max(pendingBlockBytes, frameBytes));
+    for (std::uint32_t done = 0; done < numFrames;)
+    {
+        if (pending.size() - pendingBytes < frameBytes)
+            flushPending();
+        const auto room = (pending.size() - pendingBytes) / frameBytes;
+        const auto n = std::uint32_t(std::min<std::size_t>(numFrames - done, room));
+        // Whole frames of 4 or 8 bytes a sample from the block's start, so
+        // the samples are aligned.
+        Interleave(channels, numChannels, done, n, reinterpret_cast<Stored*>(pending.data() + pendingBytes));
+        pendingBytes += n * frameBytes;
+        done += n;
+    }
+}
+
 template <typename Sample>
 void WavFileWriter::writePlanar(const Sample* const* channels, std::uint32_t numFrames)
 {
-    scratch.resize(std::size_t(numFrames) * numChannels * bytesPerSample);
-    char* dest = scratch.data();
-    for (std::uint32_t f = 0; f < numFrames; ++f)
-        for (std::uint32_t c = 0; c < numChannels; ++c)
-        {
-            if (bytesPerSample == sizeof(double))
-            {
-                const double value = double(channels[c][f]);
-                std::memcpy(dest, &value, sizeof value);
-            }
-            else
-            {
-                const float value = float(channels[c][f]);
-                std::memcpy(dest, &value, sizeof value);
-            }
-            dest += bytesPerSample;
-        }
-    out.write(scratch.data(), std::streamsize(scratch.size()));
+    if (bytesPerSample == sizeof(double))
+        interleavePlanar<Sample, double>(channels, numFrames);
+    else
+        interleavePlanar<Sample, float>(channels, numFrames);
     framesWritten += numFrames;
     check();
+}
+
+void WavFileWriter::flushPending()
+{
+    if (pendingBytes > 0)
+        out.write(pending.data(), std::streamsize(pendingBytes));
+    pendingBytes = 0;
 }
 
 void WavFileWriter::WritePlanar(const float* const* channels, std::uint32_t numFrames)
@@ -151,6 +167,7 @@ void WavFileWriter::WriteInterleaved(const float* frames, std::uint32_t numFrame
 {
     if (bytesPerSample != sizeof(float))
         throw exceptions::ErrorWritingFile(file, KEL_HERE);
+    flushPending();
     out.write(reinterpret_cast<const char*>(frames), std::streamsize(std::size_t(numFrames) * numChannels * sizeof(float)));
     framesWritten += numFrames;
     check();
@@ -161,6 +178,7 @@ void WavFileWriter::Finalise()
     if (finalised)
         return;
     finalised = true;
+    flushPending();
     const std::uint64_t dataSize = framesWritten * numChannels * bytesPerSample;
     const std::uint64_t fileSize = dataStart + dataSize;
     auto patch = [this](std::uint64_t position, const std::vector<char>& bytes) {

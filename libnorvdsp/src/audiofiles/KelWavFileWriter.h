@@ -8,6 +8,12 @@
 // The header reserves a JUNK chunk the size of an RF64 "ds64" chunk, so the
 // switch to RF64 at the end rewrites the header in place.
 //
+// Frames are interleaved into a pending block that goes to the file when it
+// holds 256 KB (and at Finalise()): a renderer hands over a few dozen frames
+// at a time, and a system call for each would cost more than the
+// interleaving. So a write error may show only at a later write or at
+// Finalise().
+//
 // Not thread-safe; blocks on the file system.
 #pragma once
 
@@ -39,7 +45,9 @@ public:
     WavFileWriter(const WavFileWriter&) = delete;
     WavFileWriter& operator=(const WavFileWriter&) = delete;
 
-    /** Appends frames given as one array per channel. */
+    /** Appends frames given as one array per channel. Throws
+        kel::exceptions::ErrorWritingFile when writing failed (this time or
+        for frames held back before). */
     void WritePlanar(const float* const* channels, std::uint32_t numFrames);
     void WritePlanar(const double* const* channels, std::uint32_t numFrames);
     /** Appends frames given interleaved (32-bit files). */
@@ -57,6 +65,10 @@ private:
                   std::uint32_t bytesPerSample);
     template <typename Sample>
     void writePlanar(const Sample* const* channels, std::uint32_t numFrames);
+    template <typename Sample, typename Stored>
+    void interleavePlanar(const Sample* const* channels, std::uint32_t numFrames);
+    /** Writes the pending block out. */
+    void flushPending();
     void writeHeader();
     void check();
 
@@ -68,7 +80,8 @@ private:
     std::uint32_t bytesPerSample = 4;
     std::uint64_t dataStart = 0;
     std::uint64_t framesWritten = 0;
-    std::vector<char> scratch;
+    std::vector<char> pending;  // interleaved frames not yet written
+    std::size_t pendingBytes = 0;
     bool finalised = false;
     bool becameRF64 = false;
 };

@@ -1,8 +1,6 @@
 #include "support/FaultyReader.h"
 
 #include <algorithm>
-#include <bit>
-#include <cstring>
 
 namespace kel::test {
 
@@ -11,7 +9,7 @@ FaultyReader::FaultyReader(const std::string& path, std::int64_t lengthInFrames,
 {
 }
 
-bool FaultyReader::readSamples(SampleWord* const* destinations, std::int64_t numFrames, std::int64_t startFrame)
+bool FaultyReader::readSamples(float* const* destinations, std::int64_t numFrames, std::int64_t startFrame)
 {
     FileFault& fault = *control;
     if (!fault.changed.load())
@@ -29,8 +27,7 @@ bool FaultyReader::readSamples(SampleWord* const* destinations, std::int64_t num
         fault.readsOfChangedFile.fetch_add(1);
         for (std::uint32_t c = 0; destinations[c] != nullptr; ++c)
             for (std::int64_t i = 0; i < numFrames; ++i)
-                destinations[c][i] =
-                    std::bit_cast<std::int32_t>(i % 2 == 0 ? rewrittenFileSample : -rewrittenFileSample);
+                destinations[c][i] = i % 2 == 0 ? rewrittenFileSample : -rewrittenFileSample;
         return true;
     }
 
@@ -41,7 +38,7 @@ bool FaultyReader::readSamples(SampleWord* const* destinations, std::int64_t num
     const std::int64_t good = std::max<std::int64_t>(0, failFrom - startFrame);
     FrameIndexReader::readSamples(destinations, good, startFrame);
     for (std::uint32_t c = 0; destinations[c] != nullptr; ++c)
-        std::memset(destinations[c] + good, 0, std::size_t(numFrames - good) * sizeof(SampleWord));
+        std::fill_n(destinations[c] + good, numFrames - good, 0.0f);
     noteUnreadFrames(startFrame + good, end - 1);
     return false;
 }

@@ -37,7 +37,7 @@ class FaultyReader : public FrameIndexReader
 public:
     FaultyReader(const std::string& path, std::int64_t lengthInFrames, std::shared_ptr<FileFault> fault);
 
-    bool readSamples(SampleWord* const* destinations, std::int64_t numFrames, std::int64_t startFrame) override;
+    bool readSamples(float* const* destinations, std::int64_t numFrames, std::int64_t startFrame) override;
     bool isUnchangedOnDisk() const override { return !control->changed.load(); }
 
 private:

@@ -1,6 +1,5 @@
 #include "support/FrameIndexReader.h"
 
-#include <bit>
 #include <cmath>
 
 namespace kel::test {
@@ -27,19 +26,19 @@ FrameIndexReader::FrameIndexReader(const std::string& path, std::int64_t lengthI
         metadata.AddMarker(marker.identifier, marker.position, marker.label);
 }
 
-bool FrameIndexReader::readSamples(SampleWord* const* destinations, std::int64_t numFrames, std::int64_t startFrame)
+bool FrameIndexReader::readSamples(float* const* destinations, std::int64_t numFrames, std::int64_t startFrame)
 {
     const std::int64_t length = metadata.lengthInSamples;
     for (std::uint32_t c = 0; destinations[c] != nullptr; ++c)
     {
-        SampleWord* out = destinations[c];
+        float* out = destinations[c];
         for (std::int64_t i = 0; i < numFrames; ++i)
         {
             const std::int64_t frame = startFrame + i;
             float value = 0.0f;  // before the start, past the end, beyond the two index channels
             if (frame >= 0 && frame < length && c < metadata.numChannels)
                 value = c == 0 ? FrameIndexLow(frame) : c == 1 ? FrameIndexHigh(frame) : 0.0f;
-            out[i] = std::bit_cast<std::int32_t>(value);
+            out[i] = value;
         }
     }
     return true;

@@ -38,7 +38,7 @@ public:
                      std::uint32_t numChannels = 2, const std::vector<SyntheticMarker>& markers = {});
 
     String getDefaultExtension() const override { return ".wav"; }
-    bool readSamples(SampleWord* const* destinations, std::int64_t numFrames, std::int64_t startFrame) override;
+    bool readSamples(float* const* destinations, std::int64_t numFrames, std::int64_t startFrame) override;
 };
 
 } // namespace kel::test

@@ -58,7 +58,7 @@ StallingReader::StallingReader(ScopedPointer<AudioFileReader> wrapped, std::shar
     metadata = inner->getMetadata();
 }
 
-bool StallingReader::readSamples(SampleWord* const* destinations, std::int64_t numFrames, std::int64_t startFrame)
+bool StallingReader::readSamples(float* const* destinations, std::int64_t numFrames, std::int64_t startFrame)
 {
     control->BeforeRead(startFrame, numFrames);
     if (inner->readSamples(destinations, numFrames, startFrame))

@@ -54,7 +54,7 @@ public:
     StallingReader(ScopedPointer<AudioFileReader> wrapped, std::shared_ptr<ReadStall> stall);
 
     String getDefaultExtension() const override { return inner->getDefaultExtension(); }
-    bool readSamples(SampleWord* const* destinations, std::int64_t numFrames, std::int64_t startFrame) override;
+    bool readSamples(float* const* destinations, std::int64_t numFrames, std::int64_t startFrame) override;
     bool isUnchangedOnDisk() const override { return inner->isUnchangedOnDisk(); }
 
 private:
