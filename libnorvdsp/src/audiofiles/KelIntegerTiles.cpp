@@ -102,80 +102,6 @@ std::uint32_t Word32LEChannels(const std::uint8_t* frames, std::size_t stride, s
     return c;
 }
 
-/** Little-endian 16-bit integers: eight channels of four frames are four
-    loads, two rounds of interleaving that leave each channel's four samples
-    side by side, and one more that puts each sample in the top half of its
-    word. Returns the channels done. */
-std::uint32_t Int16LEChannels(const std::uint8_t* frames, std::size_t stride, std::int32_t numFrames,
-                              float* const* out, std::uint32_t numChannels, std::int64_t at) noexcept
-{
-    const auto load = [](const std::uint8_t* p) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)); };
-    const __m128i zero = _mm_setzero_si128();
-    const auto transpose = [&](float* const (&to)[8], const std::uint8_t* in, std::int32_t count) {
-        // Held in locals: the stores may alias memory, so pointers read from
-        // an array would be read again after every store.
-        float* const out0 = to[0];
-        float* const out1 = to[1];
-        float* const out2 = to[2];
-        float* const out3 = to[3];
-        float* const out4 = to[4];
-        float* const out5 = to[5];
-        float* const out6 = to[6];
-        float* const out7 = to[7];
-        std::int32_t f = 0;
-        for (; f + 4 <= count; f += 4, in += 4 * stride)
-        {
-            const auto r0 = load(in);
-            const auto r1 = load(in + stride);
-            const auto r2 = load(in + 2 * stride);
-            const auto r3 = load(in + 3 * stride);
-            // Channels 0-3 then 4-7 of frames 0 and 1, then of 2 and 3.
-            const auto low01 = _mm_unpacklo_epi16(r0, r1);
-            const auto high01 = _mm_unpackhi_epi16(r0, r1);
-            const auto low23 = _mm_unpacklo_epi16(r2, r3);
-            const auto high23 = _mm_unpackhi_epi16(r2, r3);
-            // Two channels' four frames each.
-            const auto c01 = _mm_unpacklo_epi32(low01, low23);
-            const auto c23 = _mm_unpackhi_epi32(low01, low23);
-            const auto c45 = _mm_unpacklo_epi32(high01, high23);
-            const auto c67 = _mm_unpackhi_epi32(high01, high23);
-            _mm_storeu_ps(out0 + f, ToFloats(_mm_unpacklo_epi16(zero, c01)));
-            _mm_storeu_ps(out1 + f, ToFloats(_mm_unpackhi_epi16(zero, c01)));
-            _mm_storeu_ps(out2 + f, ToFloats(_mm_unpacklo_epi16(zero, c23)));
-            _mm_storeu_ps(out3 + f, ToFloats(_mm_unpackhi_epi16(zero, c23)));
-            _mm_storeu_ps(out4 + f, ToFloats(_mm_unpacklo_epi16(zero, c45)));
-            _mm_storeu_ps(out5 + f, ToFloats(_mm_unpackhi_epi16(zero, c45)));
-            _mm_storeu_ps(out6 + f, ToFloats(_mm_unpacklo_epi16(zero, c67)));
-            _mm_storeu_ps(out7 + f, ToFloats(_mm_unpackhi_epi16(zero, c67)));
-        }
-        for (; f < count; ++f, in += stride)
-            for (std::uint32_t k = 0; k < 8; ++k)
-                to[k][f] = ToFloat(Int16LE::get(in + 2 * k));
-    };
-    LineStage<8> stage;
-    std::uint32_t c = 0;
-    for (; c + 8 <= numChannels; c += 8)
-    {
-        const std::uint8_t* in = frames + std::size_t(c) * 2;
-        if (!SharePageOffsets<8>(out + c, at))
-        {
-            float* const to[8] = {out[c] + at,     out[c + 1] + at, out[c + 2] + at, out[c + 3] + at,
-                                  out[c + 4] + at, out[c + 5] + at, out[c + 6] + at, out[c + 7] + at};
-            transpose(to, in, numFrames);
-            continue;
-        }
-        auto& v = stage.values;
-        float* const to[8] = {v[0], v[1], v[2], v[3], v[4], v[5], v[6], v[7]};
-        for (std::int32_t first = 0; first < numFrames; first += lineFrames)
-        {
-            const auto count = std::min(lineFrames, numFrames - first);
-            transpose(to, in + std::size_t(first) * stride, count);
-            stage.flush(out + c, at + first, count);
-        }
-    }
-    return c;
-}
-
 /** Little-endian 16-bit integers, pairs of channels from channel first on:
     one 32-bit word holds both samples of a frame, the first in its low half.
     Four frames of a stereo file are one load. Returns the channels done. */
@@ -211,16 +137,19 @@ std::uint32_t Int16LEPairs(const std::uint8_t* frames, std::size_t stride, std::
     return c;
 }
 
-/** Little-endian 24-bit integers from the second channel on: each sample is
-    the top three bytes of the word that ends with it, loaded straight into a
-    vector lane (through the general registers, one transfer per sample
-    limited the whole conversion) and masked there. Returns the channels
-    done. */
-std::uint32_t Int24LEChannels(const std::uint8_t* frames, std::size_t stride, std::int32_t numFrames,
+/** Little-endian 16 or 24-bit integers from the second channel on: each
+    sample is the top bytes of the word that ends with it, loaded straight
+    into a vector lane (through the general registers, one transfer per
+    sample limited the whole conversion) and masked there. Returns the
+    channels done. */
+template <int width>
+std::uint32_t WordTopChannels(const std::uint8_t* frames, std::size_t stride, std::int32_t numFrames,
                               float* const* out, std::uint32_t first, std::uint32_t numChannels,
                               std::int64_t at) noexcept
 {
-    const __m128i mask = _mm_set1_epi32(std::int32_t(0xFFFFFF00u));
+    static_assert(width == 2 || width == 3);
+    constexpr std::uint32_t topBits = width == 3 ? 0xFFFFFF00u : 0xFFFF0000u;
+    const __m128i mask = _mm_set1_epi32(std::int32_t(topBits));
     const auto load = [](const std::uint8_t* p) { return _mm_loadu_si32(p); };
     const auto four = [&](const std::uint8_t* in, float* dest) {
         const auto low = _mm_unpacklo_epi32(load(in), load(in + stride));
@@ -239,7 +168,7 @@ std::uint32_t Int24LEChannels(const std::uint8_t* frames, std::size_t stride, st
         for (; c < numChannels; ++c)
         {
             float* const dest = out[c] + at;
-            const std::uint8_t* in = frames + std::size_t(c) * 3 - 1;
+            const std::uint8_t* in = frames + std::size_t(c) * width - (4 - width);
             four(in, dest);
             four(in + quad, dest + 4);
             four(in + 2 * quad, dest + 8);
@@ -250,12 +179,12 @@ std::uint32_t Int24LEChannels(const std::uint8_t* frames, std::size_t stride, st
     for (; c < numChannels; ++c)
     {
         float* const dest = out[c] + at;
-        const std::uint8_t* in = frames + std::size_t(c) * 3 - 1;
+        const std::uint8_t* in = frames + std::size_t(c) * width - (4 - width);
         std::int32_t f = 0;
         for (; f + 4 <= numFrames; f += 4, in += 4 * stride)
             four(in, dest + f);
         for (; f < numFrames; ++f, in += stride)
-            dest[f] = ToFloat(WordAt(in) & 0xFFFFFF00u);
+            dest[f] = ToFloat(WordAt(in) & topBits);
     }
     return c;
 }
@@ -276,14 +205,22 @@ void ConvertIntegerTile(const std::uint8_t* frames, std::size_t stride, std::int
             c = Word32LEChannels(frames, stride, numFrames, out, numChannels, at);
         else if constexpr (std::is_same_v<Layout, Int16LE>)
         {
-            c = Int16LEChannels(frames, stride, numFrames, out, numChannels, at);
-            c = Int16LEPairs(frames, stride, numFrames, out, c, numChannels, at);
+            // Stereo goes by pairs, one load a frame; wider files a channel
+            // at a time, as 24-bit files do.
+            if (numChannels == 2)
+                c = Int16LEPairs(frames, stride, numFrames, out, 0, numChannels, at);
+            else
+            {
+                if (numChannels > 0)
+                    GatherChannel<&Layout::get>(frames, stride, numFrames, out[0] + at);
+                c = WordTopChannels<2>(frames, stride, numFrames, out, 1, numChannels, at);
+            }
         }
         else if constexpr (std::is_same_v<Layout, Int24LE>)
         {
             if (numChannels > 0)
                 GatherChannel<&Layout::get>(frames, stride, numFrames, out[0] + at);
-            c = Int24LEChannels(frames, stride, numFrames, out, 1, numChannels, at);
+            c = WordTopChannels<3>(frames, stride, numFrames, out, 1, numChannels, at);
         }
     }
 #endif

@@ -1,11 +1,16 @@
 #include "dsp/KelPlayerRing.h"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstdio>
 #include <new>
 
 #include "common/KelException.h"
+
+#if defined(__linux__)
+#include <sys/mman.h>
+#endif
 
 namespace kel {
 
@@ -19,6 +24,22 @@ String Gigabytes(std::uint64_t bytes)
 }
 
 constexpr std::uint64_t bitsPerWord = 64;
+
+// Rings start on a 2 MB boundary: on Linux a large one is then backed by huge
+// pages, so that filling it costs one page fault per 2 MB instead of one
+// per 4 KB, and the channels' pages stay in the translation caches.
+constexpr std::size_t storageAlignment = std::size_t(1) << 21;
+
+float* AllocateSamples(std::size_t samples) noexcept
+{
+    const std::size_t bytes = std::max<std::size_t>(samples, 1) * sizeof(float);
+    void* memory = ::operator new[](bytes, std::align_val_t(storageAlignment), std::nothrow);
+#if defined(__linux__)
+    if (memory != nullptr && bytes >= storageAlignment)
+        ::madvise(memory, bytes, MADV_HUGEPAGE);  // advice only: a refusal changes nothing
+#endif
+    return static_cast<float*>(memory);
+}
 
 std::uint64_t WordsFor(std::uint64_t frames)
 {
@@ -60,7 +81,7 @@ PlayerRing PlayerRing::Allocate(const Shape& shape, const String& path)
     // Not value-initialised: a ring of a gigabyte would otherwise be written
     // whole before the first frame plays, and the audio side only ever reads
     // frames the disk side has written.
-    ring.storage.reset(new (std::nothrow) float[samples]);
+    ring.storage.reset(AllocateSamples(samples));
     if (shape.resident)
     {
         ring.loadedWords = WordsFor(shape.frames);
@@ -88,6 +109,11 @@ PlayerRing PlayerRing::Allocate(const Shape& shape, const String& path)
         refuse("more than the memory available");
     }
     return ring;
+}
+
+void PlayerRing::StorageDeleter::operator()(float* samples) const noexcept
+{
+    ::operator delete[](samples, std::align_val_t(storageAlignment));
 }
 
 void PlayerRing::markLoaded(std::uint64_t first, std::uint64_t count) noexcept

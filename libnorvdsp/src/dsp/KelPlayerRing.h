@@ -82,7 +82,11 @@ public:
 
 private:
     Shape shape;
-    std::unique_ptr<float[]> storage;
+    struct StorageDeleter
+    {
+        void operator()(float* samples) const noexcept;
+    };
+    std::unique_ptr<float[], StorageDeleter> storage;
     AudioBufferReference<float> view;
     std::unique_ptr<std::uint64_t[]> frameTags;
     std::unique_ptr<std::atomic<std::uint64_t>[]> loaded;
