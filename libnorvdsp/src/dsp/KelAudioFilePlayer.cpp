@@ -260,8 +260,9 @@ bool AudioFilePlayer::hasFramesFor(std::uint64_t numFrames) const noexcept
     // start when it loops.
     const std::uint64_t start = segmentStart.load(std::memory_order_relaxed);
     const std::uint64_t end = std::min(segmentEnd.load(std::memory_order_relaxed), ring.getShape().frames);
+    // A span at a time, to the segment's end and on from its start.
     std::uint64_t frame = start + played.load(std::memory_order_relaxed);
-    for (std::uint64_t i = 0; i < numFrames; ++i, ++frame)
+    for (std::uint64_t left = numFrames; left > 0;)
     {
         if (frame >= end)
         {
@@ -269,8 +270,11 @@ bool AudioFilePlayer::hasFramesFor(std::uint64_t numFrames) const noexcept
                 return true;
             frame = start;
         }
-        if (!ring.isLoaded(frame))
+        const std::uint64_t span = std::min(left, end - frame);
+        if (!ring.areLoaded(frame, span))
             return false;
+        frame += span;
+        left -= span;
     }
     return true;
 }
