@@ -1,7 +1,5 @@
 #include "MaxWrapperReports.h"
 
-#include <algorithm>
-#include <cstring>
 #include <exception>
 #include <mutex>
 #include <thread>
@@ -10,8 +8,6 @@
 #include "MaxWrapperOsc.h"
 #include "MaxWrapperPost.h"
 #include "MaxWrapperTypes.h"
-#include "common/KelThread.h"
-#include "osc/KelOscInputStream.h"
 
 namespace maxmsp {
 
@@ -41,7 +37,7 @@ RelayPool& relayPool()
 
 } // namespace
 
-ReportQueue::ReportQueue(t_object* ownerObject) : owner(ownerObject)
+ReportQueue::ReportQueue(t_object* ownerObject) : kel::ReportQueue(&ReportQueue::wakeUp, this), owner(ownerObject)
 {
     {
         RelayPool& pool = relayPool();
@@ -79,21 +75,6 @@ ReportQueue::~ReportQueue()
     pool.free.push_back(relay);
 }
 
-void ReportQueue::EnterPerform() noexcept
-{
-    performThread.store(kel::CurrentThreadId(), std::memory_order_relaxed);
-}
-
-void ReportQueue::LeavePerform() noexcept
-{
-    performThread.store(0, std::memory_order_relaxed);
-}
-
-bool ReportQueue::isInPerform() const noexcept
-{
-    return performThread.load(std::memory_order_relaxed) == kel::CurrentThreadId();
-}
-
 void ReportQueue::clockTick(ClockRelay* relay)
 {
     relay->ticks.fetch_add(1);
@@ -110,127 +91,13 @@ void ReportQueue::qelemTick(ReportQueue* self)
     self->Deliver();
 }
 
-void ReportQueue::wake(bool inPerform) noexcept
+void ReportQueue::wakeUp(void* context, bool inPerform) noexcept
 {
+    auto* self = static_cast<ReportQueue*>(context);
     if (!inPerform)
-        qelem_set(qelem);
-    else if (!relay->set.exchange(true, std::memory_order_acq_rel))
-        clock_delay(clock, 0);
-}
-
-void ReportQueue::push(const Header& header, const std::uint8_t* payload, std::size_t size, bool inPerform) noexcept
-{
-    std::unique_ptr<std::uint8_t[]> large;
-    if (size > slotBytes)
-    {
-        if (inPerform)
-            size = 0;  // dropped below: nothing may allocate here
-        else
-        {
-            try
-            {
-                large.reset(new std::uint8_t[size]);
-                std::memcpy(large.get(), payload, size);
-            }
-            catch (const std::bad_alloc&)
-            {
-                size = 0;
-            }
-        }
-        if (size == 0)
-        {
-            dropped.fetch_add(1, std::memory_order_relaxed);
-            return;
-        }
-    }
-    const bool queued = queue.TryPush(
-        [&](Report& report) noexcept
-        {
-            report.kind = header.kind;
-            report.level = header.level;
-            report.address = header.address;
-            report.value = header.value;
-            report.size = std::uint32_t(size);
-            report.large = std::move(large);
-            if (report.large == nullptr && size > 0)
-                std::memcpy(report.bytes.data(), payload, size);
-        });
-    if (!queued)
-    {
-        dropped.fetch_add(1, std::memory_order_relaxed);
-        return;
-    }
-    wake(inPerform);
-}
-
-void ReportQueue::PushBang() noexcept
-{
-    push(Header{.kind = Kind::bang}, nullptr, 0, isInPerform());
-}
-
-void ReportQueue::PushValue(const kel::OscAddressPattern& address, double value) noexcept
-{
-    push(Header{.kind = Kind::value, .address = &address, .value = value}, nullptr, 0, isInPerform());
-}
-
-void ReportQueue::pushEncoded(const kel::OscBundle* bundle, const kel::OscMessage* message) noexcept
-{
-    const auto write = [&](kel::OscOutputStream& stream)
-    {
-        if (bundle != nullptr)
-            stream.WriteBundle(*bundle);
-        else
-            stream.WriteMessage(*message);
-    };
-    if (isInPerform())
-    {
-        // Bounded: never allocates, and an oversized report is dropped.
-        audioEncoder.Clear();
-        write(audioEncoder);
-        if (audioEncoder.hasOverflowed())
-        {
-            dropped.fetch_add(1, std::memory_order_relaxed);
-            return;
-        }
-        push(Header{.kind = Kind::packet}, audioEncoder.getData().data(), audioEncoder.getSize(), true);
-        return;
-    }
-    try
-    {
-        kel::OscOutputStream stream;
-        write(stream);
-        push(Header{.kind = Kind::packet}, stream.getData().data(), stream.getSize(), false);
-    }
-    catch (...)
-    {
-        dropped.fetch_add(1, std::memory_order_relaxed);
-    }
-}
-
-void ReportQueue::PushBundle(const kel::OscBundle& bundle) noexcept
-{
-    pushEncoded(&bundle, nullptr);
-}
-
-void ReportQueue::PushMessage(const kel::OscMessage& message) noexcept
-{
-    pushEncoded(nullptr, &message);
-}
-
-void ReportQueue::PushPost(std::string_view text, kel::HostNotifier::Level level) noexcept
-{
-    // On the audio thread a long text is cut to the slot rather than lost,
-    // at the start of a UTF-8 sequence, never inside one.
-    const bool inPerform = isInPerform();
-    std::size_t size = text.size();
-    if (inPerform && size > slotBytes)
-    {
-        size = slotBytes;
-        while (size > 0 && (std::uint8_t(text[size]) & 0xC0) == 0x80)
-            --size;
-    }
-    push(Header{.kind = Kind::post, .level = level}, reinterpret_cast<const std::uint8_t*>(text.data()), size,
-         inPerform);
+        qelem_set(self->qelem);
+    else if (!self->relay->set.exchange(true, std::memory_order_acq_rel))
+        clock_delay(self->clock, 0);
 }
 
 void ReportQueue::send(const Report& report) const
@@ -242,22 +109,14 @@ void ReportQueue::send(const Report& report) const
                 outlet_bang(outlet);
             break;
         case Kind::value:
-        {
-            kel::OscMessage message(*report.address);
-            message.AddFloat32(float(report.value));
-            SendOscMessage(GetDumpOutlet(owner), message);
+            SendOscMessage(GetDumpOutlet(owner), report.valueMessage());
             break;
-        }
         case Kind::packet:
-        {
-            kel::OscInputStream stream(report.data(), report.size);
-            SendOscBundle(GetDumpOutlet(owner), stream.ReadPacketAsBundle());
+            SendOscBundle(GetDumpOutlet(owner), report.packet());
             break;
-        }
         case Kind::post:
         {
-            const kel::String text(reinterpret_cast<const char*>(report.data()), report.size);
-            const kel::String line = kel::HostNotifier::ComposeConsoleText(text, report.level);
+            const kel::String line = report.consoleLine();
             switch (report.level)
             {
                 case kel::HostNotifier::Level::error:
@@ -277,28 +136,24 @@ void ReportQueue::send(const Report& report) const
 
 void ReportQueue::Deliver() noexcept
 {
-    // One report at a time, taken out of its slot before it is sent: what
-    // the patch below the outlet does (even delivering, re-entrantly) never
-    // meets a slot in use.
-    Report report;
-    while (queue.TryPop([&report](Report& slot) noexcept { report = std::move(slot); }))
-    {
-        try
+    const std::uint64_t lost = kel::ReportQueue::Deliver(
+        [this](const Report& report) noexcept
         {
-            send(report);
-        }
-        catch (const std::exception& failure)
-        {
-            ConsoleError(owner, failure.what());
-        }
-        catch (...)
-        {
-            object_error(owner, "unknown exception");
-        }
-    }
-    if (const std::uint64_t lost = dropped.exchange(0, std::memory_order_relaxed); lost > 0)
-        object_warn(owner, "%llu reports were dropped (too many at once, or too large to queue while audio runs)",
-                    static_cast<unsigned long long>(lost));
+            try
+            {
+                send(report);
+            }
+            catch (const std::exception& failure)
+            {
+                ConsoleError(owner, failure.what());
+            }
+            catch (...)
+            {
+                object_error(owner, "unknown exception");
+            }
+        });
+    if (lost > 0)
+        ConsoleWarn(owner, DroppedText(lost));
 }
 
 } // namespace maxmsp
