@@ -1,8 +1,8 @@
-#include "SfplayObject.h"
+#include "SfplayListener.h"
 
-SfplayListener::SfplayListener(auvo_sfplay_t* object) : x(object)
+SfplayListener::SfplayListener(kel::ReportQueue& queue) : reports(queue)
 {
-    // Built here, on the main thread, so the audio thread's reports never
+    // Built here, on the host's thread, so the audio thread's reports never
     // construct (allocate) them.
     kel::AudioFilePlayer::ProgressAddress();
     kel::AudioFilePlayer::BufferingAddress();
@@ -10,20 +10,20 @@ SfplayListener::SfplayListener(auvo_sfplay_t* object) : x(object)
 
 void SfplayListener::OnPlaybackEnded()
 {
-    x->console->getReports().PushBang();
+    reports.PushBang();
 }
 
 void SfplayListener::OnProgress(double percent)
 {
-    x->console->getReports().PushValue(kel::AudioFilePlayer::ProgressAddress(), percent);
+    reports.PushValue(kel::AudioFilePlayer::ProgressAddress(), percent);
 }
 
 void SfplayListener::OnBuffering(double percent)
 {
-    x->console->getReports().PushValue(kel::AudioFilePlayer::BufferingAddress(), percent);
+    reports.PushValue(kel::AudioFilePlayer::BufferingAddress(), percent);
 }
 
 void SfplayListener::OnOscMessage(const kel::OscBundle& report)
 {
-    x->console->getReports().PushBundle(report);
+    reports.PushBundle(report);
 }

@@ -250,7 +250,7 @@ void* NewSfplay(t_symbol* /*s*/, long argc, t_atom* argv)
         x->PrepareWithHostSettings();
         x->CreateSignalInletsAndOutlets();
 
-        x->playerListener = new SfplayListener(x);
+        x->playerListener = new SfplayListener(x->console->getReports());
         x->processor->AddListener(x->playerListener);
 
         RunInitwith(x);

@@ -1,0 +1,114 @@
+#include "PdWrapperPost.h"
+
+#include <array>
+#include <cstring>
+#include <exception>
+#include <new>
+
+#include "common/KelConsoleText.h"
+#include "common/KelException.h"
+
+namespace puredata {
+
+namespace {
+
+enum class Kind
+{
+    post,
+    warning,
+    error
+};
+
+void PostCapped(Kind kind, const t_object* x, std::string_view prefix, std::string_view text) noexcept
+{
+    std::array<char, consoleLineBytes + 1> line;
+    constexpr std::size_t room = consoleLineBytes - kel::cutMark.size();
+    // Whole characters only: the cut never splits a UTF-8 sequence.
+    const auto fit = [](std::string_view piece, std::size_t bytes)
+    {
+        if (piece.size() <= bytes)
+            return piece.size();
+        while (bytes > 0 && (std::uint8_t(piece[bytes]) & 0xC0) == 0x80)
+            --bytes;
+        return bytes;
+    };
+    const bool whole = prefix.size() + text.size() <= consoleLineBytes;
+    const std::size_t prefixBytes = whole ? prefix.size() : fit(prefix, room);
+    const std::size_t textBytes = whole ? text.size() : fit(text, room - prefixBytes);
+    std::size_t size = 0;
+    const auto append = [&](std::string_view piece)
+    {
+        if (!piece.empty())
+            std::memcpy(line.data() + size, piece.data(), piece.size());
+        size += piece.size();
+    };
+    append(prefix.substr(0, prefixBytes));
+    append(text.substr(0, textBytes));
+    if (!whole)
+        append(kel::cutMark);
+    line[size] = '\0';
+    switch (kind)
+    {
+        case Kind::post:
+        case Kind::warning:
+            logpost(x, PD_NORMAL, "%s", line.data());
+            break;
+        case Kind::error:
+            pd_error(x, "%s", line.data());
+            break;
+    }
+}
+
+} // namespace
+
+void ConsolePost(const t_object* x, std::string_view text, std::string_view prefix) noexcept
+{
+    PostCapped(Kind::post, x, prefix, text);
+}
+
+void ConsoleWarn(const t_object* x, std::string_view text, std::string_view prefix) noexcept
+{
+    PostCapped(Kind::warning, x, prefix, text);
+}
+
+void ConsoleError(const t_object* x, std::string_view text, std::string_view prefix) noexcept
+{
+    PostCapped(Kind::error, x, prefix, text);
+}
+
+void PostLines(const t_object* x, const kel::Vector<kel::String>& lines)
+{
+    for (const kel::String& line : lines)
+        if (!line.empty())
+            ConsolePost(x, line);
+}
+
+void PostCurrentException(const t_object* x) noexcept
+{
+    try
+    {
+        throw;
+    }
+    catch (const kel::exceptions::ExceptionalWarning& warning)
+    {
+        ConsoleWarn(x, warning.what());
+    }
+    catch (const kel::Exception& failure)
+    {
+        ConsoleError(x, failure.what());
+    }
+    catch (const std::bad_alloc& failure)
+    {
+        ConsoleError(x, failure.what(), "out of memory : ");
+    }
+    catch (const std::exception& failure)
+    {
+        ConsoleError(x, failure.what(), "exception : ");
+    }
+    catch (...)
+    {
+        pd_error(x, "unknown exception");
+    }
+}
+
+} // namespace puredata
