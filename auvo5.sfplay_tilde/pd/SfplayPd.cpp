@@ -74,9 +74,13 @@ Arguments ParseArguments(int argc, const t_atom* argv)
             }
         }
         else
-            throw kel::Exception("unknown argument " + kel::Quoted(puredata::PdMessageText(nullptr, 1, argv + i - 1))
+        {
+            char text[MAXPDSTRING];
+            atom_string(&argv[i - 1], text, sizeof text);
+            throw kel::Exception("unknown argument " + kel::Quoted(text)
                                      + ": [auvo5.sfplay~ CHANNELS BUFFERSIZE] or @channels, @buffersize, @initwith",
                                  KEL_HERE);
+        }
     }
     return arguments;
 }
