@@ -52,7 +52,12 @@ bool CheckFrameIndex(const RecordedSound& recording, const RecordedSound& source
     const bool hasPosition = recorded == channels + 1;
     // The player plays at the host's rate: positions count in its milliseconds.
     const double rate = double(recording.info.samplerate);
-    auto timeOf = [rate](sf_count_t frame) { return double(frame) * 1000.0 / rate; };
+    const bool toFloat = segment.floatPositions;
+    auto timeOf = [rate, toFloat](sf_count_t frame)
+    {
+        const double time = double(frame) * 1000.0 / rate;
+        return toFloat ? double(float(time)) : time;
+    };
 
     sf_count_t first = 0;
     while (first < recording.info.frames && recording.silent(first, channels))

@@ -12,6 +12,7 @@ struct FrameIndexSegment
     sf_count_t end = 0;  // exclusive
     bool loop = false;
     long passes = -1;  // complete passes required; -1: any
+    bool floatPositions = false;  // recorded as 32-bit floats (Pd's signals): each time's nearest float
 };
 
 // Prints what was found (and the largest position error, in frames) on
