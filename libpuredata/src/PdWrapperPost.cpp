@@ -51,7 +51,9 @@ void PostCapped(Kind kind, const t_object* x, std::string_view prefix, std::stri
     {
         case Kind::post:
         case Kind::warning:
-            logpost(x, PD_NORMAL, "%s", line.data());
+            // Pd 0.53 shows a line tied to an object with its level
+            // ("verbose(2): ...") outside the GUI; a plain post reads as it is.
+            post("%s", line.data());
             break;
         case Kind::error:
             pd_error(x, "%s", line.data());
