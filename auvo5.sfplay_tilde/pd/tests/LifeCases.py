@@ -60,7 +60,7 @@ def main_patch(free, player_sub=None, open_file=None):
 
 # Not the point here: reports but the start of playback, and underruns
 # (nothing waits for the disk).
-IGNORE = [r"^sfplay: (?!/progress 0$)", r"^verbose\(2\): warning occurred: disk underrun"]
+IGNORE = [r"^sfplay: (?!/progress 0$)", r"^warning occurred: disk underrun"]
 
 
 def free_while_playing(ctx):

@@ -2,14 +2,14 @@
 printed as "sfplay: ...", some of its outlets recorded by [writesf~] as
 32-bit float, Pd quitting once playback has ended.
 
-At load: DSP on, the recorder's file opened, the setup messages sent. Then
-the trigger, polled for, once both hold: the box has reported its file
-loaded whole ("/buffering 100"; until the player can wait for the disk, a
-batch run outpaces any disk, so playback may only start from a file held
-whole), if the case waits for it; and the recorder's disk thread has
-created its file, some real time ago (until its disk thread takes the
-"open", a "stop" would take its place and the file would never be
-written). The trigger starts the recorder, sends the play messages,
+At load: DSP on, the recorder's file opened, the setup messages sent
+(with "/freewheel 1" among them, each block waits for the disk, so that
+a batch run, which outpaces any disk, plays exactly). Then the trigger,
+polled for, once both hold: the box has reported its file loaded whole
+("/buffering 100"), if the case waits for it; and the recorder's disk
+thread has created its file, some real time ago (until its disk thread
+takes the "open", a "stop" would take its place and the file would never
+be written). The trigger starts the recorder, sends the play messages,
 starts the timed messages' delays and a watchdog. The end (the
 end-of-playback bang, or a time after the trigger) stops the recorder,
 waits for its file to be complete and quits. Everything after the trigger
@@ -29,7 +29,7 @@ class Case:
     channels: int              # its signal outlets before the position's
     setup: list                # messages at load
     play: list = field(default_factory=list)  # messages at the trigger
-    wait_loaded: bool = True   # the trigger: when loaded whole, else at once
+    wait_loaded: bool = False  # the trigger waits for the file loaded whole
     timed: list = field(default_factory=list)  # (ms after the trigger, message)
     end: object = "bang"       # "bang", or ms after the trigger
     tail_ms: float = 5         # recorded after the end bang

@@ -78,6 +78,7 @@ class Context:
 
 GROUPS = {
     "Playback": PlaybackCases.playback,
+    "Streamed": PlaybackCases.streamed,
     "FrameIndex": PlaybackCases.frame_index,
     "ManyOutlets": PlaybackCases.many_outlets,
     "Reports": WindowCases.reports,

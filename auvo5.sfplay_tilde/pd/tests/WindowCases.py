@@ -72,18 +72,18 @@ def reports(ctx):
     no_file_state = [out("/verbose normal"), out("/dsp/mute 0"), out("/dsp/bypass 0"), out("/dsp/automute/attack 1"),
                      out("/dsp/automute 0")]
     pd_version = ctx.pd.version()
-    at_once = dict(wait_loaded=False, end=0, ignore=[r"^sfplay: /buffering "])
+    at_once = dict(end=0, ignore=[r"^sfplay: /buffering "])
     cases = [
         Case("OpenMetadata", "2", 2, ["/open tone2.wav"], expected=metadata(tone2, "500\\ ms"), **at_once),
         Case("OpenMetadataWithMarkers", "2", 2, ["/open frameindex.wav"], expected=metadata(frames, "3.00\\ sec"),
              **at_once),
         # Progress from the audio thread, vectors of 64 frames at a time, the
         # end bang just before the last.
-        Case("Progress", "2", 2, ["/open tone2.wav"], ["/start"], expected=None,
+        Case("Progress", "2", 2, ["/freewheel 1", "/open tone2.wav"], ["/start"], expected=None,
              verify=rising_to_100("/progress", 24000, 64, then=[out("bang")])),
         # Buffer fill from the buffering thread while nothing plays, up to
         # the whole file (the trigger waits for it).
-        Case("Buffering", "2", 2, ["/open tone2.wav"], end=0, expected=None,
+        Case("Buffering", "2", 2, ["/open tone2.wav"], wait_loaded=True, end=0, expected=None,
              verify=rising_to_100("/buffering", 24000, 1)),
         Case("Dump", "2", 2, ["/dump"], expected=no_file_state + [out("/filename "), out("/loop 0")], **at_once),
         Case("DumpWithFile", "2", 2, ["/open tone2.wav", "/loop 1", "/dump"],
@@ -92,20 +92,19 @@ def reports(ctx):
         Case("DumpPrefixes", "2", 2, ["/loop 1", "/dump /loop", "/dump /dsp /loop", "/dump/dsp/latency"],
              expected=[out("/loop 1")] + no_file_state[1:] + [out("/loop 1"), out("/dsp/latency 0")], **at_once),
         Case("Version", "2", 2, ["/post/version"],
-             expected=[f"verbose(2): auvo5.sfplay~ version {ctx.version} for Pure Data {pd_version} (64-bit Linux)"],
+             expected=[f"auvo5.sfplay~ version {ctx.version} for Pure Data {pd_version} (64-bit Linux)"],
              **at_once),
         Case("Info", "2", 2, ["/info", "/open tone2.wav", "/info"],
-             expected=["verbose(2): no audio file"] + metadata(tone2, "500\\ ms")
-             + ["verbose(2): " + tone2, "verbose(2): /length 500", "verbose(2): /samples 24000",
-                "verbose(2): /samplerate 48000", "verbose(2): /bitdepth 24", "verbose(2): /channel/number 2",
-                'verbose(2): /format "WAV File"', 'verbose(2): /duration "500 ms"', "verbose(2): /float 0"],
+             expected=["no audio file"] + metadata(tone2, "500\\ ms")
+             + [tone2, "/length 500", "/samples 24000", "/samplerate 48000", "/bitdepth 24", "/channel/number 2",
+                '/format "WAV File"', '/duration "500 ms"', "/float 0"],
              **at_once),
     ]
     return ctx.run_player_cases("Reports", cases)
 
 
 def bad_messages(ctx):
-    at_once = dict(wait_loaded=False, end=0, ignore=[r"^sfplay: "])
+    at_once = dict(end=0, ignore=[r"^sfplay: "])
     no_dialog = ' needs a file name: Pd has no file dialog for objects (choose one with [openpanel] and send "/open $1")'
     transport = "libnorvdsp/src/dsp/KelAudioFilePlayerTransport"
     cases = [
@@ -147,7 +146,7 @@ def files_found(ctx):
     it) first, then Pd's search path (-path); absolute names as they are.
     "/preset/export" writes beside the patch and "/preset/load" reads from there."""
     tone2 = ctx.fixture("tone2.wav")
-    at_once = dict(wait_loaded=False, end=0, ignore=[r"^sfplay: /(?!filename )"])
+    at_once = dict(end=0, ignore=[r"^sfplay: /(?!filename )"])
 
     def beside(case, name):
         return os.path.join(ctx.tmp, "FilesFound", case, name)
@@ -171,6 +170,6 @@ def files_found(ctx):
                                            "/dump /loop"], paths=[],
              expected=[out(f"/preset/{what} " + beside("PresetBesidePatch", "p.txt"))
                        for what in ("saved", "loading", "loaded")] + [out("/loop 1")],
-             wait_loaded=False, end=0),
+             end=0),
     ]
     return ctx.run_player_cases("FilesFound", cases)
