@@ -6,7 +6,6 @@ import os
 import re
 import subprocess
 
-from PdSession import check_window
 from PlayerPatch import PRINT, Case
 
 
