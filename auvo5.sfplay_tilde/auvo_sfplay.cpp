@@ -8,6 +8,7 @@
 #include "MaxWrapperDict.h"
 #include "MaxWrapperHandlers.h"
 #include "MaxWrapperReference.h"
+#include "osc/KelMessageLists.h"
 #include "SfplayObject.h"
 
 namespace {
@@ -183,24 +184,19 @@ void RunInitwith(Sfplay* x)
     if (x->initwith == nullptr || x->initwith->s_name == nullptr)
         return;
     const std::string_view text(x->initwith->s_name);
-    std::size_t start = 0;
-    while (start <= text.size())
-    {
-        const std::size_t comma = std::min(text.find(',', start), text.size());
-        const std::string_view piece = text.substr(start, comma - start);
-        if (piece.find_first_not_of(" \t\r\n") != std::string_view::npos)
-        {
-            try
-            {
-                x->ProcessOscMessage(kel::OscMessage::CreateFromText(piece), kel::MessageFlag::fromInitialisation);
-            }
-            catch (...)
-            {
-                maxmsp::PostCurrentException(AsObject(x));
-            }
-        }
-        start = comma + 1;
-    }
+    kel::ForEachCommaSeparated(text,
+                               [x](std::string_view piece)
+                               {
+                                   try
+                                   {
+                                       x->ProcessOscMessage(kel::OscMessage::CreateFromText(piece),
+                                                            kel::MessageFlag::fromInitialisation);
+                                   }
+                                   catch (...)
+                                   {
+                                       maxmsp::PostCurrentException(AsObject(x));
+                                   }
+                               });
 }
 
 void FreeSfplay(Sfplay* x)

@@ -11,6 +11,7 @@
 #include "PdWrapperObject.h"
 #include "SfplayListener.h"
 #include "dsp/KelAudioFilePlayer.h"
+#include "osc/KelMessageLists.h"
 
 namespace {
 
@@ -85,24 +86,19 @@ Arguments ParseArguments(int argc, const t_atom* argv)
     order as if received. */
 void RunInitwith(Sfplay* x, std::string_view text)
 {
-    std::size_t start = 0;
-    while (start <= text.size())
-    {
-        const std::size_t comma = std::min(text.find(',', start), text.size());
-        const std::string_view piece = text.substr(start, comma - start);
-        if (piece.find_first_not_of(" \t\r\n") != std::string_view::npos)
-        {
-            try
-            {
-                x->ProcessOscMessage(kel::OscMessage::CreateFromText(piece), kel::MessageFlag::fromInitialisation);
-            }
-            catch (...)
-            {
-                puredata::PostCurrentException(x->asObject());
-            }
-        }
-        start = comma + 1;
-    }
+    kel::ForEachCommaSeparated(text,
+                               [x](std::string_view piece)
+                               {
+                                   try
+                                   {
+                                       x->ProcessOscMessage(kel::OscMessage::CreateFromText(piece),
+                                                            kel::MessageFlag::fromInitialisation);
+                                   }
+                                   catch (...)
+                                   {
+                                       puredata::PostCurrentException(x->asObject());
+                                   }
+                               });
 }
 
 // ---------------------------------------------------------------------------

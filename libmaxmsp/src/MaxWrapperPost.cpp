@@ -7,6 +7,7 @@
 
 #include "common/KelConsoleText.h"
 #include "common/KelException.h"
+#include "osc/KelHostNotifier.h"
 
 namespace maxmsp {
 
@@ -68,30 +69,11 @@ void PostLines(t_object* x, const kel::Vector<kel::String>& lines)
 
 void PostCurrentException(t_object* x) noexcept
 {
-    try
-    {
-        throw;
-    }
-    catch (const kel::exceptions::ExceptionalWarning& warning)
-    {
-        ConsoleWarn(x, warning.what());
-    }
-    catch (const kel::Exception& failure)
-    {
-        ConsoleError(x, failure.what());
-    }
-    catch (const std::bad_alloc& failure)
-    {
-        ConsoleError(x, failure.what(), "out of memory : ");
-    }
-    catch (const std::exception& failure)
-    {
-        ConsoleError(x, failure.what(), "exception : ");
-    }
-    catch (...)
-    {
-        object_error(x, "unknown exception");
-    }
+    const kel::CaughtException caught = kel::DescribeCaughtException();
+    if (caught.level == kel::HostNotifier::Level::warning)
+        ConsoleWarn(x, caught.text, caught.prefix);
+    else
+        ConsoleError(x, caught.text, caught.prefix);
 }
 
 void PostCurrentExceptionAsBug(t_object* x) noexcept

@@ -1,6 +1,5 @@
 #include "MaxWrapperReports.h"
 
-#include <exception>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -100,60 +99,41 @@ void ReportQueue::wakeUp(void* context, bool inPerform) noexcept
         clock_delay(self->clock, 0);
 }
 
-void ReportQueue::send(const Report& report) const
+void ReportQueue::SendBang()
 {
-    switch (report.kind)
+    if (t_outlet* outlet = GetDumpOutlet(owner))
+        outlet_bang(outlet);
+}
+
+void ReportQueue::SendMessage(const kel::OscMessage& message)
+{
+    SendOscMessage(GetDumpOutlet(owner), message);
+}
+
+void ReportQueue::SendBundle(const kel::OscBundle& bundle)
+{
+    SendOscBundle(GetDumpOutlet(owner), bundle);
+}
+
+void ReportQueue::Post(std::string_view line, kel::HostNotifier::Level level) noexcept
+{
+    switch (level)
     {
-        case Kind::bang:
-            if (t_outlet* outlet = GetDumpOutlet(owner))
-                outlet_bang(outlet);
+        case kel::HostNotifier::Level::error:
+            ConsoleError(owner, line);
             break;
-        case Kind::value:
-            SendOscMessage(GetDumpOutlet(owner), report.valueMessage());
+        case kel::HostNotifier::Level::warning:
+            ConsoleWarn(owner, line);
             break;
-        case Kind::packet:
-            SendOscBundle(GetDumpOutlet(owner), report.packet());
+        case kel::HostNotifier::Level::information:
+            ConsolePost(owner, line);
             break;
-        case Kind::post:
-        {
-            const kel::String line = report.consoleLine();
-            switch (report.level)
-            {
-                case kel::HostNotifier::Level::error:
-                    ConsoleError(owner, line);
-                    break;
-                case kel::HostNotifier::Level::warning:
-                    ConsoleWarn(owner, line);
-                    break;
-                case kel::HostNotifier::Level::information:
-                    ConsolePost(owner, line);
-                    break;
-            }
-            break;
-        }
     }
 }
 
 void ReportQueue::Deliver() noexcept
 {
-    const std::uint64_t lost = kel::ReportQueue::Deliver(
-        [this](const Report& report) noexcept
-        {
-            try
-            {
-                send(report);
-            }
-            catch (const std::exception& failure)
-            {
-                ConsoleError(owner, failure.what());
-            }
-            catch (...)
-            {
-                object_error(owner, "unknown exception");
-            }
-        });
-    if (lost > 0)
-        ConsoleWarn(owner, DroppedText(lost));
+    kel::ReportQueue::Deliver(static_cast<kel::ReportQueue::Sink&>(*this));
 }
 
 } // namespace maxmsp

@@ -19,7 +19,7 @@
 
 namespace maxmsp {
 
-class ReportQueue : public kel::ReportQueue
+class ReportQueue : public kel::ReportQueue, private kel::ReportQueue::Sink
 {
 public:
     /** Main thread: makes the clock and the qelem. */
@@ -35,7 +35,10 @@ public:
 
 private:
     static void wakeUp(void* self, bool inPerform) noexcept;
-    void send(const Report& report) const;
+    void SendBang() override;
+    void SendMessage(const kel::OscMessage& message) override;
+    void SendBundle(const kel::OscBundle& bundle) override;
+    void Post(std::string_view line, kel::HostNotifier::Level level) noexcept override;
     static void clockTick(ClockRelay* relay);
     static void qelemTick(ReportQueue* self);
 

@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "MaxWrapperPost.h"
+#include "osc/KelMessageLists.h"
 
 namespace maxmsp {
 
@@ -29,13 +30,7 @@ void MspWindows::ShowSnapshots()
 
 bool MspWindows::Process(const kel::OscMessage& message)
 {
-    const kel::OscAddressPattern& address = message.getAddressPattern();
-    if (message.getNumArguments() != 0 || address.getNumParts() == 0 || address.getNumParts() > 2
-        || address.containsWildcard())
-        return false;
-    if (address.getNumParts() == 2 && address.getPart(1) != "open" && address.getPart(1) != "openorclose")
-        return false;
-    const std::string_view window = address.getPart(0);
+    const std::string_view window = kel::WindowOfMessage(message);
     if (window == "help")
         ShowHelp();
     else if (window == "status")

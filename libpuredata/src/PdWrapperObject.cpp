@@ -2,18 +2,6 @@
 
 namespace puredata {
 
-bool IsWindowMessage(const kel::OscMessage& message)
-{
-    const kel::OscAddressPattern& address = message.getAddressPattern();
-    if (message.getNumArguments() != 0 || address.getNumParts() == 0 || address.getNumParts() > 2
-        || address.containsWildcard())
-        return false;
-    if (address.getNumParts() == 2 && address.getPart(1) != "open" && address.getPart(1) != "openorclose")
-        return false;
-    const std::string_view window = address.getPart(0);
-    return window == "help" || window == "status" || window == "snapshot";
-}
-
 bool IsMaxOnlyMessage(const kel::OscMessage& message)
 {
     // Max's reference page, written where Max's documentation browser

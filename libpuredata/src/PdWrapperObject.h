@@ -27,6 +27,7 @@ extern "C" {
 #include "PdWrapperPost.h"
 #include "common/KelException.h"
 #include "containers/KelVector.h"
+#include "osc/KelMessageLists.h"
 
 namespace puredata {
 
@@ -42,11 +43,6 @@ t_newmethod AsNewMethod(F* function) noexcept
 {
     return reinterpret_cast<t_newmethod>(reinterpret_cast<void (*)()>(function));
 }
-
-/** "/help", "/status" or "/snapshot", alone or followed by "/open" or
-    "/openorclose", without arguments: Max's windows, which this binding
-    shows in Pd's window as text. */
-bool IsWindowMessage(const kel::OscMessage& message);
 
 /** The messages that exist for Max only; false for any other. */
 bool IsMaxOnlyMessage(const kel::OscMessage& message);
@@ -152,9 +148,10 @@ struct PdObject
                              kel::Quoted(message.toString()) + " is for Max only: Pd has no such dialog or page");
                 return;
             }
-            if (IsWindowMessage(message))
+            // Max's windows, shown in Pd's window as text.
+            if (const std::string_view window = kel::WindowOfMessage(message); !window.empty())
             {
-                ShowWindowAsText(message.getAddressPattern().getPart(0));
+                ShowWindowAsText(window);
                 return;
             }
             ProcessOscMessage(message);

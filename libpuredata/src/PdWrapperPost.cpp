@@ -2,11 +2,9 @@
 
 #include <array>
 #include <cstring>
-#include <exception>
-#include <new>
 
 #include "common/KelConsoleText.h"
-#include "common/KelException.h"
+#include "osc/KelHostNotifier.h"
 
 namespace puredata {
 
@@ -51,7 +49,9 @@ void PostCapped(Kind kind, const t_object* x, std::string_view prefix, std::stri
     {
         case Kind::post:
         case Kind::warning:
-            logpost(x, PD_NORMAL, "%s", line.data());
+            // Pd 0.53 shows a line tied to an object with its level
+            // ("verbose(2): ...") outside the GUI; a plain post reads as it is.
+            post("%s", line.data());
             break;
         case Kind::error:
             pd_error(x, "%s", line.data());
@@ -85,30 +85,11 @@ void PostLines(const t_object* x, const kel::Vector<kel::String>& lines)
 
 void PostCurrentException(const t_object* x) noexcept
 {
-    try
-    {
-        throw;
-    }
-    catch (const kel::exceptions::ExceptionalWarning& warning)
-    {
-        ConsoleWarn(x, warning.what());
-    }
-    catch (const kel::Exception& failure)
-    {
-        ConsoleError(x, failure.what());
-    }
-    catch (const std::bad_alloc& failure)
-    {
-        ConsoleError(x, failure.what(), "out of memory : ");
-    }
-    catch (const std::exception& failure)
-    {
-        ConsoleError(x, failure.what(), "exception : ");
-    }
-    catch (...)
-    {
-        pd_error(x, "unknown exception");
-    }
+    const kel::CaughtException caught = kel::DescribeCaughtException();
+    if (caught.level == kel::HostNotifier::Level::warning)
+        ConsoleWarn(x, caught.text, caught.prefix);
+    else
+        ConsoleError(x, caught.text, caught.prefix);
 }
 
 } // namespace puredata

@@ -20,9 +20,9 @@ namespace puredata {
 /** What a line may take in Pd's print buffer, the cut mark included. */
 inline constexpr std::size_t consoleLineBytes = 990;
 
-/** A line at Pd's normal level (information, and warnings, whose text says
-    so), and through pd_error (which lets the user find the object), each
-    with prefix + text cut to one line. */
+/** post (information, and warnings, whose text says so) and pd_error
+    (which lets the user find the object), each with prefix + text cut to
+    one line. x: the object the line is about. */
 void ConsolePost(const t_object* x, std::string_view text, std::string_view prefix = {}) noexcept;
 void ConsoleWarn(const t_object* x, std::string_view text, std::string_view prefix = {}) noexcept;
 void ConsoleError(const t_object* x, std::string_view text, std::string_view prefix = {}) noexcept;

@@ -1,7 +1,5 @@
 #include "PdWrapperReports.h"
 
-#include <exception>
-
 #include "PdWrapperOsc.h"
 #include "PdWrapperPost.h"
 #include "common/KelThread.h"
@@ -57,55 +55,32 @@ void ReportQueue::tick(ReportQueue* self)
         clock_delay(self->clock, pollMilliseconds);
 }
 
-void ReportQueue::send(const Report& report) const
+void ReportQueue::SendBang()
 {
-    switch (report.kind)
-    {
-        case Kind::bang:
-            outlet_bang(outlet);
-            break;
-        case Kind::value:
-            SendOscMessage(outlet, report.valueMessage());
-            break;
-        case Kind::packet:
-            SendOscBundle(outlet, report.packet());
-            break;
-        case Kind::post:
-        {
-            const kel::String line = report.consoleLine();
-            switch (report.level)
-            {
-                case kel::HostNotifier::Level::error:
-                    ConsoleError(owner, line);
-                    break;
-                case kel::HostNotifier::Level::warning:
-                    ConsoleWarn(owner, line);
-                    break;
-                case kel::HostNotifier::Level::information:
-                    ConsolePost(owner, line);
-                    break;
-            }
-            break;
-        }
-    }
+    outlet_bang(outlet);
+}
+
+void ReportQueue::SendMessage(const kel::OscMessage& message)
+{
+    SendOscMessage(outlet, message);
+}
+
+void ReportQueue::SendBundle(const kel::OscBundle& bundle)
+{
+    SendOscBundle(outlet, bundle);
+}
+
+void ReportQueue::Post(std::string_view line, kel::HostNotifier::Level level) noexcept
+{
+    if (level == kel::HostNotifier::Level::error)
+        ConsoleError(owner, line);
+    else
+        ConsolePost(owner, line);
 }
 
 void ReportQueue::Deliver() noexcept
 {
-    const std::uint64_t lost = kel::ReportQueue::Deliver(
-        [this](const Report& report) noexcept
-        {
-            try
-            {
-                send(report);
-            }
-            catch (...)
-            {
-                PostCurrentException(owner);
-            }
-        });
-    if (lost > 0)
-        ConsoleWarn(owner, DroppedText(lost));
+    kel::ReportQueue::Deliver(static_cast<kel::ReportQueue::Sink&>(*this));
 }
 
 } // namespace puredata

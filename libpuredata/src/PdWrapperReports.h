@@ -23,7 +23,7 @@
 
 namespace puredata {
 
-class ReportQueue : public kel::ReportQueue
+class ReportQueue : public kel::ReportQueue, private kel::ReportQueue::Sink
 {
 public:
     /** Pd's thread: makes the clock. outlet: where reports leave. */
@@ -50,7 +50,10 @@ public:
 private:
     static void wakeUp(void* self, bool inPerform) noexcept;
     static void tick(ReportQueue* self);
-    void send(const Report& report) const;
+    void SendBang() override;
+    void SendMessage(const kel::OscMessage& message) override;
+    void SendBundle(const kel::OscBundle& bundle) override;
+    void Post(std::string_view line, kel::HostNotifier::Level level) noexcept override;
 
     t_object* owner;
     t_outlet* outlet;

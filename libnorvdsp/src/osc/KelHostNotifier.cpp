@@ -1,8 +1,11 @@
 #include "osc/KelHostNotifier.h"
 
 #include <algorithm>
+#include <exception>
+#include <new>
 
 #include "common/KelConsoleText.h"
+#include "common/KelException.h"
 #include "osc/KelOscMessage.h"
 
 namespace kel {
@@ -141,6 +144,34 @@ String HostNotifier::ComposeConsoleText(const String& text, Level level)
     String line(prefix);
     line += CappedText(text, consoleLineCharacters - prefix.size());
     return line;
+}
+
+CaughtException DescribeCaughtException() noexcept
+{
+    try
+    {
+        throw;
+    }
+    catch (const exceptions::ExceptionalWarning& warning)
+    {
+        return {HostNotifier::Level::warning, {}, warning.what()};
+    }
+    catch (const Exception& failure)
+    {
+        return {HostNotifier::Level::error, {}, failure.what()};
+    }
+    catch (const std::bad_alloc& failure)
+    {
+        return {HostNotifier::Level::error, "out of memory : ", failure.what()};
+    }
+    catch (const std::exception& failure)
+    {
+        return {HostNotifier::Level::error, "exception : ", failure.what()};
+    }
+    catch (...)
+    {
+        return {HostNotifier::Level::error, {}, "unknown exception"};
+    }
 }
 
 } // namespace kel

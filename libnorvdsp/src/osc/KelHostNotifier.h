@@ -139,4 +139,19 @@ private:
     std::atomic<Verbosity> verbosity{Verbosity::normal};
 };
 
+/** What a console shows for the exception being handled. */
+struct CaughtException
+{
+    HostNotifier::Level level = HostNotifier::Level::error;
+    std::string_view prefix;  // "out of memory : ", "exception : " or nothing
+    std::string_view text;    // the exception's own text, or "unknown exception"
+};
+
+/** Call inside a catch block. A kel::exceptions::ExceptionalWarning is a
+    warning with its text; another kel::Exception an error with its text;
+    an allocation failure "out of memory : " + what(), another standard
+    exception "exception : " + what(), anything else "unknown exception".
+    Never allocates: a host may post it when memory has run out. */
+CaughtException DescribeCaughtException() noexcept;
+
 } // namespace kel

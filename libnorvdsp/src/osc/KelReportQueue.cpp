@@ -8,27 +8,72 @@
 
 namespace kel {
 
-OscMessage ReportQueue::Report::valueMessage() const
+namespace {
+
+void Send(const ReportQueue::Report& report, ReportQueue::Sink& sink)
 {
-    OscMessage message(*address);
-    message.AddFloat32(float(value));
-    return message;
+    switch (report.kind)
+    {
+        case ReportQueue::Kind::bang:
+            sink.SendBang();
+            break;
+        case ReportQueue::Kind::value:
+        {
+            OscMessage message(*report.address);
+            message.AddFloat32(float(report.value));
+            sink.SendMessage(message);
+            break;
+        }
+        case ReportQueue::Kind::packet:
+        {
+            OscInputStream stream(report.data(), report.size);
+            sink.SendBundle(stream.ReadPacketAsBundle());
+            break;
+        }
+        case ReportQueue::Kind::post:
+            sink.Post(HostNotifier::ComposeConsoleText(
+                          String(reinterpret_cast<const char*>(report.data()), report.size), report.level),
+                      report.level);
+            break;
+    }
 }
 
-OscBundle ReportQueue::Report::packet() const
-{
-    OscInputStream stream(data(), size);
-    return stream.ReadPacketAsBundle();
-}
+} // namespace
 
-String ReportQueue::Report::consoleLine() const
+void ReportQueue::Deliver(Sink& sink) noexcept
 {
-    return HostNotifier::ComposeConsoleText(String(reinterpret_cast<const char*>(data()), size), level);
-}
-
-String ReportQueue::DroppedText(std::uint64_t lost)
-{
-    return ToString(lost) + " reports were dropped (too many at once, or too large to queue while audio runs)";
+    Report report;
+    while (queue.TryPop([&report](Report& slot) noexcept { report = std::move(slot); }))
+    {
+        try
+        {
+            Send(report, sink);
+        }
+        catch (...)
+        {
+            const CaughtException caught = DescribeCaughtException();
+            try
+            {
+                sink.Post(String(caught.prefix) + String(caught.text), caught.level);
+            }
+            catch (...)
+            {
+                sink.Post(caught.text, caught.level);
+            }
+        }
+    }
+    if (const std::uint64_t lost = dropped.exchange(0, std::memory_order_relaxed); lost > 0)
+    {
+        try
+        {
+            sink.Post(ToString(lost) + " reports were dropped (too many at once, or too large to queue while audio runs)",
+                      HostNotifier::Level::warning);
+        }
+        catch (...)
+        {
+            sink.Post("reports were dropped", HostNotifier::Level::warning);
+        }
+    }
 }
 
 ReportQueue::ReportQueue(Wake wakeFunction, void* context) : wake(wakeFunction), wakeContext(context) {}

@@ -59,13 +59,6 @@ public:
         std::array<std::uint8_t, slotBytes> bytes{};
 
         const std::uint8_t* data() const noexcept { return large != nullptr ? large.get() : bytes.data(); }
-        /** A value report as its message: the address and the value as
-            a 32-bit float. */
-        OscMessage valueMessage() const;
-        /** A packet report decoded (allocates). */
-        OscBundle packet() const;
-        /** A post report as the console line it stands for. */
-        String consoleLine() const;
     };
 
     /** Called on the pushing thread after a report was queued; inPerform:
@@ -93,22 +86,26 @@ public:
     void EnterPerform() noexcept;
     void LeavePerform() noexcept;
 
-    /** Host's thread: hands each queued report, oldest first, to
-        send(const Report&), which must not throw; returns how many reports
-        were dropped since the last call. A report is taken out of its slot
-        before it is sent: what send does (even delivering re-entrantly)
-        never meets a slot in use. */
-    template <typename Send>
-    std::uint64_t Deliver(Send&& send) noexcept
+    /** Where a host sends reports. Its calls may throw: a failure is
+        posted through Post as an error, and delivery goes on. */
+    class Sink
     {
-        Report report;
-        while (queue.TryPop([&report](Report& slot) noexcept { report = std::move(slot); }))
-            send(static_cast<const Report&>(report));
-        return dropped.exchange(0, std::memory_order_relaxed);
-    }
+    public:
+        virtual ~Sink() = default;
+        /** A "bang" out of the report outlet. */
+        virtual void SendBang() = 0;
+        virtual void SendMessage(const OscMessage& message) = 0;
+        virtual void SendBundle(const OscBundle& bundle) = 0;
+        /** A console line, already composed; must not throw. */
+        virtual void Post(std::string_view line, HostNotifier::Level level) noexcept = 0;
+    };
 
-    /** The warning a delivery gives for lost reports. */
-    static String DroppedText(std::uint64_t lost);
+    /** Host's thread: sends each queued report, oldest first, through
+        sink, then warns of the reports dropped since the last delivery.
+        A report is taken out of its slot before it is sent: what the sink
+        does (even delivering re-entrantly) never meets a slot in use. */
+    void Deliver(Sink& sink) noexcept;
+
 
 private:
     struct Header
