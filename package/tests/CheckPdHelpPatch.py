@@ -4,8 +4,8 @@ and laid out as deken expects; unpacked, its help patch opens in
 pd -batch with the object found in its folder, and every message box and
 toggle that feeds the object is clicked in the patch's order (through a
 [receive] the check adds to the patch). Pd may print nothing but what the
-help's [print] and the object's posts show: no error, no object that failed
-to create, no connection that failed. The help's "/open" must find the demo
+help's [print] and the object's posts show: no error or warning, no object
+that failed to create, no connection that failed. The help's "/open" must find the demo
 file beside it, and a last "/start" must play the file to its end bang.
 
 usage: CheckPdHelpPatch.py --pd PD --package DIR --tmp DIR [--pending ADDRESS]...
@@ -139,11 +139,12 @@ def main():
     if run.returncode != 0:
         fail("pd exited with %d" % run.returncode)
     lines = run.stdout.splitlines()
-    # The print's lines, the object's posts (logpost at normal level), and the
-    # blank line that ends a report whose text ends with a line break.
+    # The print's lines; the object's posts, which here are /post/doc's and
+    # /info's, each beginning with an address or the file's path; and the
+    # blank line after a report whose text ends with a line break. Pd's own
+    # complaints begin otherwise ("error: ", "verbose(1): ", the patch's name).
     pending = [l for l in lines if any('"%s' % address in l and "unsupported message" in l for address in args.pending)]
-    unexpected = [l for l in lines
-                  if not (l.startswith(PRINT) or l.startswith("verbose(2): ") or l == "" or l in pending)]
+    unexpected = [l for l in lines if not (l.startswith(PRINT) or l.startswith("/") or l == "" or l in pending)]
     if unexpected:
         fail("Pd printed what the help should not cause:\n" + "\n".join(unexpected))
     for line in pending:
