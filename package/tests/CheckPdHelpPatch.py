@@ -2,8 +2,8 @@
 """Checks the Pure Data package as a user gets it: the .dek archive is named
 and laid out as deken expects; unpacked, its help patch opens in
 pd -batch with the object found in its folder, and every message box and
-toggle that feeds the object is clicked in the patch's order (through a
-[receive] the check adds to the patch). Pd may print nothing but what the
+toggle that feeds the object is clicked in the patch's order, 100 ms apart
+(through a [receive] the check adds to the patch). Pd may print nothing but what the
 help's [print] and the object's posts show: no error or warning, no object
 that failed to create, no connection that failed. The help's "/open" must find the demo
 file beside it, and a last "/start" must play the file to its end bang.
@@ -120,19 +120,31 @@ def main():
     # disk, and only then does the object wait for it.
     finale = [box("/freewheel 1"), box("/start")]
 
+    # The clicks are timed by a [qlist] added to the patch: Pd's logical time,
+    # in which pd -batch runs the audio as fast as it can ("fast-forward"
+    # would run the clocks alone).
     canvas = "pd-" + os.path.basename(help_patch)
     command = [args.pd, "-batch", "-noaudio", "-nogui", "-noprefs", "-r", "48000", "-path", installed,
                "-open", help_patch, "-send", "pd dsp 1"]
+    added = len(boxes)
+
+    def add(text):
+        nonlocal added
+        command.extend(["-send", "%s obj 0 0 %s" % (canvas, text)])
+        added += 1
+        return added - 1
+
     receivers = {}
     for s in senders:
         receivers[s] = "auvo5-help-check-%d" % s
-        command += ["-send", "%s obj 0 0 r %s" % (canvas, receivers[s]),
-                    "-send", "%s connect %d 0 %d 0" % (canvas, len(boxes) + len(receivers) - 1, s)]
-    for s, message in clicks:
-        command += ["-send", "%s %s" % (receivers[s], message), "-send", "pd fast-forward 100"]
-    for s in finale:
-        command += ["-send", "%s bang" % receivers[s]]
-    command += ["-send", "pd fast-forward 4000", "-send", "pd quit"]
+        command += ["-send", "%s connect %d 0 %d 0" % (canvas, add("r " + receivers[s]), s)]
+    sequencer = add("qlist")
+    command += ["-send", "%s connect %d 0 %d 0" % (canvas, add("r auvo5-help-check"), sequencer)]
+    timeline = [(0 if i == 0 else 100, receivers[s], message) for i, (s, message) in enumerate(clicks)]
+    timeline += [(100, receivers[s], "bang") for s in finale] + [(4000, "pd", "quit")]
+    for delay, receiver, message in timeline:
+        command += ["-send", "auvo5-help-check add %d %s %s" % (delay, receiver, message)]
+    command += ["-send", "auvo5-help-check rewind", "-send", "auvo5-help-check bang"]
 
     run = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, timeout=120)
     print(run.stdout, end="")
