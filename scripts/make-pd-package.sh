@@ -39,11 +39,14 @@ cp "$ROOT/package/pd/$NAME-help.pd" "$ROOT/package/pd/README.txt" "$folder/"
 
 # What a user's system must provide: the C and C++ runtimes, and libmpg123
 # (Debian ships no static libmpg123; README.txt says to install it). Pd's own
-# functions stay undefined until Pd loads the object.
+# functions stay undefined until Pd loads the object. KEL_SANITIZED_BUILD=1:
+# a sanitised build's package, for its tests, also needs the sanitizers'.
 needed=$(readelf -d "$folder/$NAME.pd_linux" | sed -n 's/.*(NEEDED).*\[\(.*\)\]$/\1/p' | sort)
 for library in $needed; do
   case "$library" in
     libc.so.6 | libm.so.6 | libstdc++.so.6 | libgcc_s.so.1 | libmpg123.so.0) ;;
+    libasan.so.* | libubsan.so.*) [ "${KEL_SANITIZED_BUILD:-}" = 1 ] || {
+      echo "make-pd-package: $NAME.pd_linux is a sanitised build, not for users" >&2; exit 1; } ;;
     *) echo "make-pd-package: $NAME.pd_linux needs $library, which users may not have" >&2; exit 1 ;;
   esac
 done

@@ -8,7 +8,7 @@ help's [print] and the object's posts show: no error or warning, no object
 that failed to create, no connection that failed. The help's "/open" must find the demo
 file beside it, and a last "/start" must play the file to its end bang.
 
-usage: CheckPdHelpPatch.py --pd PD --package DIR --tmp DIR [--pending ADDRESS]...
+usage: CheckPdHelpPatch.py --pd PD --package DIR --tmp DIR [--preload LIB] [--pending ADDRESS]...
 (DIR: what scripts/make-pd-package.sh made; its .dek is checked)
 """
 import argparse
@@ -63,6 +63,7 @@ def main():
     parser.add_argument("--pd", required=True)
     parser.add_argument("--package", required=True)
     parser.add_argument("--tmp", required=True)
+    parser.add_argument("--preload", help="a library pd loads first (a sanitizer's runtime)")
     parser.add_argument("--pending", action="append", default=[],
                         help="an address the object does not take yet: its errors are tolerated")
     args = parser.parse_args()
@@ -148,7 +149,11 @@ def main():
         command += ["-send", "auvo5-help-check add %d %s %s" % (delay, receiver, message)]
     command += ["-send", "auvo5-help-check rewind", "-send", "auvo5-help-check bang"]
 
-    run = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, timeout=120)
+    environment = dict(os.environ)
+    if args.preload:
+        environment["LD_PRELOAD"] = args.preload
+    run = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, timeout=120,
+                         env=environment)
     print(run.stdout, end="")
     if run.returncode != 0:
         fail("pd exited with %d" % run.returncode)
