@@ -1,12 +1,13 @@
 #!/usr/bin/env python3
 """Checks the Pure Data package as a user gets it: the .dek archive is named
-and laid out as deken expects; unpacked, its help patch opens in
-pd -batch with the object found in its folder, and every message box and
-toggle that feeds the object is clicked in the patch's order, 100 ms apart
-(through a [receive] the check adds to the patch), in freewheel mode. Pd may print nothing but what the
-help's [print] and the object's posts show: no error or warning, no object
-that failed to create, no connection that failed. The help's "/open" must find the demo
-file beside it, and a last "/start" must play the file to its end bang.
+and laid out as deken expects; unpacked, its help patch opens in pd -batch
+with the object found in its folder, and every message box and toggle that
+feeds the object is clicked in the patch's order, 100 ms apart (through a
+[receive] the check adds to the patch), in freewheel mode. Pd may print
+nothing but what the help's [print] and the object's posts show: no error or
+warning, no object that failed to create, no connection that failed. The
+help's "/open" must find the demo file beside it, and a last "/start" must
+play the file to its end bang.
 
 usage: CheckPdHelpPatch.py --pd PD --package DIR --tmp DIR [--preload LIB] [--pending ADDRESS]...
 (DIR: what scripts/make-pd-package.sh made; its .dek is checked)
@@ -45,14 +46,18 @@ def parse(path):
         if words[0] == "#N" and words[1] == "canvas":
             depth += 1
             continue
-        if words[0] != "#X" or depth != 1 and not (depth == 2 and words[1] == "restore"):
+        if words[0] != "#X":
             continue
         if words[1] == "restore":
+            # A subpatch closes: a box of the patch around it.
             depth -= 1
-            boxes.append(("obj", "pd"))
+            if depth == 1:
+                boxes.append(("obj", "pd"))
+        elif depth != 1:
+            continue
         elif words[1] == "connect":
             cords.append(tuple(int(w) for w in words[2:6]))
-        elif words[1] in ("obj", "msg", "text", "floatatom", "symbolatom", "listbox", "array"):
+        elif words[1] in ("obj", "msg", "text", "floatatom", "symbolatom", "listbox"):
             text = re.sub(r", f \d+$", "", " ".join(words[4:]))
             boxes.append((words[1], text))
     return boxes, cords
