@@ -8,10 +8,10 @@
 // the report in the OSC text form ("bang" for the end of playback). Console
 // texts go to stderr as the host's console would show them.
 //
-// --freewheel (the default) waits before each block until the ring holds the
-// block, so the output is exact and repeatable however slow the disk;
-// --realtime paces the blocks at the sample rate as a sound card would, and
-// lets the disk fall behind as it may.
+// --freewheel (the default) sends the player "/freewheel 1": each block waits
+// until the disk has delivered it, so the output is exact and repeatable
+// however slow the disk; --realtime paces the blocks at the sample rate as a
+// sound card would, and lets the disk fall behind as it may.
 //
 // A file that changes on disk or fails to read while it plays ends playback
 // early: the error is on stderr, and the render exits with status 1.
@@ -43,9 +43,6 @@ using Clock = std::chrono::steady_clock;
 constexpr double renderCapSeconds = 3600.0;
 constexpr std::uint64_t defaultBufferSize = 480000;
 constexpr std::uint32_t defaultBlockSize = 64;
-// A freewheeling render waits this long for the ring before it gives up
-// waiting and renders whatever the ring holds.
-constexpr auto bufferingPatience = std::chrono::seconds(10);
 
 const char* const usage =
     "usage: auvo5-sfplay render FILE OUT.wav [--channels N] [--buffersize FRAMES] [--samplerate HZ]\n"
@@ -79,6 +76,11 @@ const kel::OscAddressPattern& OpenAddress()
 const kel::OscAddressPattern& StartAddress()
 {
     static const kel::OscAddressPattern address("/start");
+    return address;
+}
+const kel::OscAddressPattern& FreewheelAddress()
+{
+    static const kel::OscAddressPattern address("/freewheel");
     return address;
 }
 
@@ -249,22 +251,6 @@ Options ParseOptions(int argc, char** argv)
     return options;
 }
 
-/** Freewheel: until the ring holds the block (or the player stops). */
-void WaitForTheRing(kel::AudioFilePlayer& player, std::uint64_t frames)
-{
-    const auto start = Clock::now();
-    while (!player.isReadyFor(frames))
-    {
-        player.RequestBuffering();
-        std::this_thread::sleep_for(std::chrono::microseconds(200));
-        if (Clock::now() - start > bufferingPatience)
-        {
-            player.ReportWarning("render: the ring did not fill within 10 s; rendering what it holds");
-            return;
-        }
-    }
-}
-
 } // namespace
 
 int RunRender(int argc, char** argv)
@@ -289,6 +275,8 @@ int RunRender(int argc, char** argv)
     }
 
     kel::AudioFilePlayer player(channels, options.bufferSize);
+    if (!options.realtime)
+        player.ProcessMessage(kel::OscMessage(FreewheelAddress()).AddInt32(1));
     player.Prepare(sampleRate, options.blockSize);
     sampleRate = player.getSampleRate();
     const std::uint32_t blockSize = player.getBlockSize();
@@ -358,8 +346,6 @@ int RunRender(int argc, char** argv)
         if (options.realtime)
             std::this_thread::sleep_until(start + std::chrono::duration_cast<Clock::duration>(
                                                       std::chrono::duration<double>(double(frames) / sampleRate)));
-        else
-            WaitForTheRing(player, n);
 
         if (options.position)
         {

@@ -37,10 +37,10 @@ constexpr Verb verbs[] = {
      "repeatable: hand an OSC message in text form to the player when the rendered time reaches MS (before the "
      "first block for 0; with no --at, \"/start\" at 0); --seconds S: how much to render (default: until "
      "playback has ended and every --at message is sent, at most 3600 s); --position: append the "
-     "playback-position signal (ms) as the last channel and write 64-bit float; --freewheel (default): before each block wait until the "
-     "ring holds it, so the output is exact; --realtime: pace the blocks at the sample rate and write each report "
-     "line as it comes. A file that changes on disk or cannot be read while it plays ends playback early, and "
-     "render exits with status 1.",
+     "playback-position signal (ms) as the last channel and write 64-bit float; --freewheel (default): send the "
+     "player \"/freewheel 1\", so that each block waits until the disk has delivered it and the output is exact; "
+     "--realtime: pace the blocks at the sample rate and write each report line as it comes. A file that "
+     "changes on disk or cannot be read while it plays ends playback early, and render exits with status 1.",
      RunRender},
 };
 

@@ -14,6 +14,7 @@
 
 #include "support/FrameIndexReader.h"
 #include "support/PlayerTestSupport.h"
+#include "support/SlowReader.h"
 #include "support/StallingReader.h"
 #include "support/TimingReports.h"
 #include "support/TimingRun.h"
@@ -283,26 +284,6 @@ TEST(AudioFilePlayerTiming, UnderrunsAreSilentAndKeepTime)
     }
 }
 
-/** A disk slower than playback: every read takes a few milliseconds. */
-class SlowReader : public kel::AudioFileReader
-{
-public:
-    explicit SlowReader(kel::ScopedPointer<kel::AudioFileReader> wrapped)
-        : AudioFileReader(wrapped->getFile(), nullptr), inner(std::move(wrapped))
-    {
-        metadata = inner->getMetadata();
-    }
-    kel::String getDefaultExtension() const override { return inner->getDefaultExtension(); }
-    bool readSamples(float* const* destinations, std::int64_t numFrames, std::int64_t startFrame) override
-    {
-        std::this_thread::sleep_for(std::chrono::milliseconds(3));
-        return inner->readSamples(destinations, numFrames, startFrame);
-    }
-
-private:
-    kel::ScopedPointer<kel::AudioFileReader> inner;
-};
-
 /** Two channels of one value that is no frame index. */
 class ConstantReader : public kel::AudioFileReader
 {
@@ -342,8 +323,8 @@ TEST(AudioFilePlayerTiming, AFileHeldWholeLoadsFromWherePlaybackWaits)
     // left in it must never play as the second one's.
     host.player().OpenAudioFile(std::make_unique<ConstantReader>(length));
     ASSERT_TRUE(kel::test::WaitUntil([&] { return host.player().getNumBufferedFrames() == std::uint64_t(length); }));
-    host.player().OpenAudioFile(std::make_unique<SlowReader>(
-        std::make_unique<FrameIndexReader>("/synthetic/held-whole.wav", length)));
+    host.player().OpenAudioFile(std::make_unique<kel::test::SlowReader>(
+        std::make_unique<FrameIndexReader>("/synthetic/held-whole.wav", length), std::chrono::milliseconds(3)));
     ASSERT_TRUE(host.player().isRingResident());
     TransportModel model(length, rate);
     host.Send("/loop 1");

@@ -19,6 +19,12 @@ std::uint64_t ClampedCapacity(std::uint64_t requested)
     return std::clamp(requested, AudioFilePlayer::minRingCapacity, AudioFilePlayer::maxRingCapacity);
 }
 
+/** A day at most: longer is no patience but a hang. */
+double ClampedPatience(double seconds)
+{
+    return std::isnan(seconds) ? AudioFilePlayer::freewheelPatienceSeconds : std::clamp(seconds, 0.0, 86400.0);
+}
+
 
 /** Claims the right to send value: 0 and 100 always, repeated or not;
     anything else when it moved from the last value
@@ -73,6 +79,8 @@ AudioFilePlayer::TransportChange::~TransportChange()
 {
     player.transportMutex.unlock();
     player.transportChanges.fetch_sub(1, std::memory_order_release);
+    // A block waiting for the disk looks again at the ring as it is now.
+    player.wakeDiskWaiter();
 }
 
 AudioFilePlayer::ListenersChange::ListenersChange(AudioFilePlayer& owner)
@@ -105,10 +113,14 @@ void AudioFilePlayer::waitForBlockInProgress() const noexcept
 // ---------------------------------------------------------------------------
 // Life
 
-AudioFilePlayer::AudioFilePlayer(std::uint32_t channels, std::uint64_t bufferSize)
+AudioFilePlayer::AudioFilePlayer(std::uint32_t channels, std::uint64_t bufferSize, double patienceSeconds)
     : AudioProcessorWithOscInAudioInterrupt(0, channels + 1),
       numChannels(channels),
-      ringCapacity(ClampedCapacity(bufferSize))
+      ringCapacity(ClampedCapacity(bufferSize)),
+      freewheelPatience(std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+          std::chrono::duration<double>(ClampedPatience(patienceSeconds)))),
+      freewheelWarning("freewheel: the disk did not deliver within " + ToString(ClampedPatience(patienceSeconds))
+                       + " s; playing what the buffer holds")
 {
     positionWork.Resize(getBlockSize(), 0.0);
     copyRuns.Resize(getBlockSize());
@@ -283,12 +295,20 @@ bool AudioFilePlayer::isReadyFor(std::uint64_t numFrames) const noexcept
 {
     if (!isPlaying() || hasFramesFor(numFrames))
         return true;
-    // The disk has read all that is left of a segment that does not loop,
-    // or will read nothing more of a file that failed: the ring holds the
-    // rest of playback.
+    // The disk has read all that is left of a segment that does not loop
+    // (an empty segment plays nothing, loop or not), or will read nothing
+    // more of a file that failed: the ring holds the rest of playback.
     if (hasDiskFailure())
         return true;
-    return !ring.getShape().resident && !isLooping() && filePosition.load() >= segmentEnd.load();
+    if (ring.getShape().resident)
+        return false;
+    // A full ring gets nothing more until a block takes frames out of it:
+    // frames owed to an underrun, which the block drops first, can fill it.
+    if (ringUsed.load(std::memory_order_acquire) >= ring.getShape().frames)
+        return true;
+    const std::uint64_t end = segmentEnd.load();
+    const bool loops = isLooping() && end > segmentStart.load();
+    return !loops && filePosition.load() >= end;
 }
 
 void AudioFilePlayer::SetLoop(bool shouldLoop) noexcept
@@ -298,6 +318,8 @@ void AudioFilePlayer::SetLoop(bool shouldLoop) noexcept
     // reaches the segment's end.
     if (shouldLoop)
         RequestBuffering();
+    // Without loop, the ring may already hold all that is left to play.
+    wakeDiskWaiter();
 }
 
 void AudioFilePlayer::BlockSizeChanged(std::uint32_t newSize)
@@ -341,6 +363,9 @@ Vector<String> AudioFilePlayer::getInformation() const
 OscBundle AudioFilePlayer::GetState() const
 {
     OscBundle state = AudioProcessorWithOscInAudioInterrupt::GetState();
+    // Not "/freewheel": it says how the host runs its blocks, not what
+    // plays; a preset or snapshot made offline and recalled live would
+    // make the audio thread wait for the disk.
     const std::lock_guard lock(diskMutex);
     state.AddStringMessage(FilenameAddress(), reader != nullptr ? reader->getFile().getFullPathName() : String());
     state.AddBoolMessage(LoopAddress(), isLooping());

@@ -12,6 +12,7 @@
 //   KelAudioFilePlayerTransport.cpp  open, start, seek, segment, marker seek
 //   KelAudioFilePlayerDisk.cpp       the disk pass and the buffering thread
 //   KelAudioFilePlayerAudio.cpp      Process: ring read, position signal
+//   KelAudioFilePlayerFreewheel.cpp  the audio side's wait for the disk ("/freewheel 1")
 //
 // Threads and locks. Three threads touch a player: the host's message
 // thread (messages, open, seek), the audio thread (Process) and the
@@ -51,6 +52,15 @@
 // playing and loop are flags read by the audio thread without a lock; the
 // positions shared between threads are atomics.
 //
+// Freewheel ("/freewheel 1", for hosts that run blocks faster than real
+// time: Pd's -batch mode, Max's non-real-time driver, the render verb): a
+// block the ring does not hold yet waits on the audio thread, outside any
+// block and holding no lock, until the disk has delivered it, playback
+// stopped, the disk failed, or the patience (10 s) ran out; then it plays
+// what the ring holds and warns. The buffering thread wakes such a wait
+// after each pass that wrote frames, at the cost of a flag check when no
+// block waits. Off (the default), the audio side never waits.
+//
 // Listeners are called from all three threads: OnPlaybackEnded, progress,
 // buffer fill and markers from the audio thread, buffer fill from the
 // buffering thread, metadata, "/played/total" and progress 0 from the
@@ -63,6 +73,8 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <mutex>
@@ -96,6 +108,8 @@ public:
     /** Reports are sent only when they moved this much (0 and 100 always). */
     static constexpr double progressReportStep = 0.5;
     static constexpr double bufferingReportStep = 2.0;
+    /** How long a freewheeling block waits for the disk at most. */
+    static constexpr double freewheelPatienceSeconds = 10.0;
 
     /** The player's outward interface; registered and removed by its owner,
         never owned by the player. Called from the audio thread, the
@@ -139,8 +153,10 @@ public:
     /** numChannels audio outputs plus the position output; a ring of up to
         bufferSize frames (clamped to 192000..2880000) is allocated for each
         file opened. Starts the buffering thread; throws "couldn't create
-        buffering thread" when it cannot. Main thread. */
-    AudioFilePlayer(std::uint32_t numChannels, std::uint64_t bufferSize);
+        buffering thread" when it cannot. A freewheeling block waits for
+        the disk at most patienceSeconds (tests shorten it). Main thread. */
+    AudioFilePlayer(std::uint32_t numChannels, std::uint64_t bufferSize,
+                    double patienceSeconds = freewheelPatienceSeconds);
     /** Waits for the buffering thread to end, however long its pass takes
         (it checks its exit flag between passes), then closes the file. The
         host makes sure no block runs any more. A host that must not wait
@@ -194,9 +210,14 @@ public:
         test); the File overload makes one with the factory. */
     void OpenAudioFile(ScopedPointer<AudioFileReader> newReader);
 
-    /** "/stop" and "/pause": playing := false, the position is kept. Any
-        thread; never blocks. */
-    void Pause() noexcept { playing.store(false, std::memory_order_release); }
+    /** "/stop" and "/pause": playing := false, the position is kept; a
+        block waiting for the disk stops waiting. Any thread; never blocks
+        for long (wakeDiskWaiter). */
+    void Pause() noexcept
+    {
+        playing.store(false, std::memory_order_release);
+        wakeDiskWaiter();
+    }
     /** Continues from a pause; from stopped or ended, plays the whole file
         again; while playing, does nothing. Message thread; waits for a disk
         pass in progress (it asks the reader whether the file changed).
@@ -210,6 +231,14 @@ public:
         at once (the buffering thread is woken); switched off, the pass in
         progress plays to the segment's end. Any thread; never blocks. */
     void SetLoop(bool shouldLoop) noexcept;
+    /** "/freewheel": on, each block waits until the ring holds it (see
+        above); off, a block waiting stops waiting. Takes effect at the next
+        block. A mode of the host's set-up, not of the music: left out of
+        the state. Any thread; never blocks for long (wakeDiskWaiter). */
+    void SetFreewheel(bool shouldWait) noexcept;
+    bool isFreewheeling() const noexcept { return freewheel.load(std::memory_order_relaxed); }
+    /** Whether a block is waiting for the disk now. Any thread; never blocks. */
+    bool isWaitingForTheDisk() const noexcept { return diskWaiting.load(); }
     /** The addresses under which hosts report OnProgress and OnBuffering. */
     static const OscAddressPattern& ProgressAddress();
     static const OscAddressPattern& BufferingAddress();
@@ -276,9 +305,10 @@ public:
 
     /** Whether a block of numFrames can be rendered from what the ring holds
         (or the player is not playing, or the ring holds everything left of
-        a segment that does not loop). For an offline renderer that waits for
-        the disk before each block: the thread that runs the blocks, between
-        blocks, never while a file opens. Never blocks. */
+        a segment that does not loop, or a streaming ring is full, or the
+        disk failed). What a freewheeling block waits for; also for a host
+        that waits for the disk itself: the thread that runs the blocks,
+        between blocks, never while a file opens. Never blocks. */
     bool isReadyFor(std::uint64_t numFrames) const noexcept;
 
     /** The host's "/info" text, one line each: "no audio file", or the
@@ -318,6 +348,7 @@ protected:
 private:
     /** "/loop": both a message and part of the state report. */
     static const OscAddressPattern& LoopAddress();
+    static const OscAddressPattern& FreewheelAddress();
     /** Message thread, transport held: plays from a marker to the file's end. */
     void playFromMarker(const AudioFilesMetadata::Marker& marker);
     /** Message thread: plays from the first marker that matches, or throws
@@ -386,6 +417,21 @@ private:
     void reportMarkersIn(std::uint64_t first, std::uint64_t last) noexcept;
     void clearAudioChannels(AudioBufferBase<float>& outputs, std::uint32_t first) noexcept;
     void endUnderrun() noexcept;
+
+    // Freewheel (KelAudioFilePlayerFreewheel.cpp).
+    /** Audio thread, before the block, in freewheel mode: returns once the
+        ring holds a block of numFrames (isReadyFor), or playback stopped,
+        the disk failed, freewheel went off, or the patience ran out (then
+        it warns once, and later blocks do not wait until the disk delivers
+        again). Blocks; holds no lock and is no block in progress while it
+        waits, so transport changes and listener changes go ahead. */
+    void waitForTheDisk(std::uint64_t numFrames) noexcept;
+    /** Wakes a block waiting for the disk, to look again: after a pass
+        that wrote frames, a disk failure, a transport change, a stop, a
+        change of loop or freewheel. A flag check when no block waits. Any
+        thread; never blocks for long (a mutex held only to check and to
+        notify). */
+    void wakeDiskWaiter() noexcept;
 
     // Reports (KelAudioFilePlayer.cpp). The audio thread passes
     // fromAudioThread so that the listener list is read without its mutex.
@@ -462,6 +508,19 @@ private:
     std::atomic<std::uint64_t> openedFiles{0};      // counts opens: names the file an underrun was in
     String previousFilePath;                        // under the disk mutex: the file before the open one
     std::uint64_t nonFiniteWarnedFile = 0;          // under the disk mutex: the openedFiles last warned about
+    // Freewheel. The wait's mutex and condition guard nothing but the
+    // wake-up itself; diskNews changes at every wakeDiskWaiter, read by the
+    // waiter before it looks at the ring, so no wake-up is lost.
+    std::atomic<bool> freewheel{false};
+    const std::chrono::steady_clock::duration freewheelPatience;
+    const String freewheelWarning;                   // built here: the audio thread allocates nothing
+    std::mutex diskWaitMutex;
+    std::condition_variable diskWaitCondition;
+    std::atomic<bool> diskWaiting{false};
+    std::atomic<std::uint64_t> diskNews{0};
+    std::atomic<std::uint64_t> diskDeliveries{0};    // passes that wrote frames
+    bool freewheelGaveUp = false;                    // audio thread: the last wait ran out of patience,
+    std::uint64_t deliveriesWhenGaveUp = 0;          // and the disk has delivered nothing since
     // Main thread: the sample-rate warning goes out once per file and rate.
     std::uint64_t warnedFile = 0;
     double warnedRate = 0.0;

@@ -7,7 +7,9 @@
 //
 // Never allocates, never reads the file, never throws; the only lock is the
 // transport mutex around the update of the read index, which no one else
-// holds while a block runs (see KelAudioFilePlayerScopes.h).
+// holds while a block runs (see KelAudioFilePlayerScopes.h). Only in
+// freewheel mode does it wait for the disk, before the block
+// (KelAudioFilePlayerFreewheel.cpp).
 #include <algorithm>
 #include <cstring>
 
@@ -279,6 +281,10 @@ void AudioFilePlayer::outputWhileStopped(AudioBufferBase<float>& outputs) noexce
 
 void AudioFilePlayer::Process(const AudioBufferBase<float>& /*inputs*/, AudioBufferBase<float>& outputs) noexcept
 {
+    // Freewheel comes before the block and its underrun path; in real time
+    // this load is all it costs.
+    if (freewheel.load(std::memory_order_relaxed))
+        waitForTheDisk(outputs.getNumSamples());
     const AudioBlockScope block(*this);
     if (!block.mayTouchTransport())
     {

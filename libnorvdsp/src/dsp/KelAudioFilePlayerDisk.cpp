@@ -24,6 +24,8 @@
 // error is posted by the thread that ran the pass, outside the disk mutex,
 // and only then is the audio side told to end where the ring runs out, so
 // the error always comes before the end of playback.
+// A pass that wrote frames, and a failure, wake a block waiting for the
+// disk in freewheel mode.
 #include <algorithm>
 
 #include "common/KelException.h"
@@ -236,6 +238,11 @@ std::uint64_t AudioFilePlayer::readSamplesFromDisk()
         }
         fill = getFillPercentage();
     }
+    if (written > 0)
+    {
+        diskDeliveries.fetch_add(1);
+        wakeDiskWaiter();
+    }
     if (!failure.empty())
         postDiskFailure(failure, failedFile);
     // Listeners are called without the disk mutex, so that one that sends
@@ -251,6 +258,8 @@ void AudioFilePlayer::postDiskFailure(const String& text, std::uint64_t file)
     const std::lock_guard disk(diskMutex);
     if (openedFiles.load() == file)
         diskStopped.store(true, std::memory_order_release);
+    // A block waiting for the disk plays what the ring holds, then ends.
+    wakeDiskWaiter();
 }
 
 void AudioFilePlayer::sendUnderrunReports()

@@ -152,6 +152,11 @@ void AudioFilePlayer::registerMessages()
     AddDocumentation(SeekAddress(), "play a given segment", "play a given segment of the current file (in msec)",
                      "nn", "start end (msec)");
     AddDocumentation(InfoAddress(), "post information", "post info about the current file to the Max window");
+    AddDocumentation(FreewheelAddress(), "wait for the disk when rendering offline",
+                     "1: offline rendering: each audio block waits until the disk has delivered it, so that a "
+                     "render faster than real time is exact (for Pd's -batch mode and Max's non-real-time "
+                     "driver); 0 (the default): the audio thread never waits for the disk.",
+                     "i", "on/off");
 
     for (const OscAddressPattern* address : {&OpenAddress(), &LoadAddress(), &FilenameAddress(), &FileAddress()})
     {
@@ -229,6 +234,15 @@ void AudioFilePlayer::registerMessages()
                           if (!OscHasShape(m, "b"))
                               return false;
                           SetLoop(m.getArgumentAsBool(0));
+                          return true;
+                      });
+    // Left out of the state (see GetState).
+    AddMessageHandler(FreewheelAddress(),
+                      [this](const OscMessage& m, const MessageFlag&)
+                      {
+                          if (!OscHasShape(m, "b"))
+                              return false;
+                          SetFreewheel(m.getArgumentAsBool(0));
                           return true;
                       });
     AddMessageHandler(SeekAddress(),

@@ -87,8 +87,8 @@ void RecordingPlayerListener::clear()
 }
 
 PlayerHost::PlayerHost(std::uint32_t channels, std::uint64_t bufferSize, double sampleRate, std::uint32_t blockSize,
-                       bool positionConnected)
-    : subject(std::make_unique<AudioFilePlayer>(channels, bufferSize)), block(blockSize)
+                       bool positionConnected, double freewheelPatienceSeconds)
+    : subject(std::make_unique<AudioFilePlayer>(channels, bufferSize, freewheelPatienceSeconds)), block(blockSize)
 {
     subject->AddHostListener(&consoleReports);
     subject->AddListener(&reports);

@@ -1,7 +1,8 @@
 // Drives a kel::AudioFilePlayer as a host would, with its real buffering
 // thread: prepared with a rate and a block size, all outputs connected, fed
 // messages in the text form, run block by block. Freewheel rendering waits
-// before each block until the ring holds it, so the output is exact.
+// before each block until the ring holds it, so the output is exact: the
+// host waits, as hosts did before the player's own "/freewheel" mode.
 #pragma once
 
 #include <atomic>
@@ -91,7 +92,8 @@ class PlayerHost
 {
 public:
     PlayerHost(std::uint32_t channels, std::uint64_t bufferSize = 192000, double sampleRate = 48000.0,
-               std::uint32_t blockSize = 64, bool positionConnected = true);
+               std::uint32_t blockSize = 64, bool positionConnected = true,
+               double freewheelPatienceSeconds = AudioFilePlayer::freewheelPatienceSeconds);
     ~PlayerHost();
 
     AudioFilePlayer& player() { return *subject; }
@@ -105,7 +107,8 @@ public:
 
     /** Runs blocks for numFrames frames (the last block may be shorter) and
         returns the outputs interleaved, the position channel last. With
-        freewheel, each block waits until the ring holds it. */
+        freewheel, the host waits before each block until the ring holds it
+        (the player's own "/freewheel" mode aside). */
     std::vector<float> Render(std::uint64_t numFrames, bool freewheel = true);
     /** The same through the 64-bit block entry (Max's perform64), so that
         the position arrives as the double the player computed. */
