@@ -9,7 +9,7 @@ warning, no object that failed to create, no connection that failed. The
 help's "/open" must find the demo file beside it, and a last "/start" must
 play the file to its end bang.
 
-usage: CheckPdHelpPatch.py --pd PD --package DIR --tmp DIR [--preload LIB] [--pending ADDRESS]...
+usage: CheckPdHelpPatch.py --pd PD --package DIR --tmp DIR [--preload LIB]
 (DIR: what scripts/make-pd-package.sh made; its .dek is checked)
 """
 import argparse
@@ -69,8 +69,6 @@ def main():
     parser.add_argument("--package", required=True)
     parser.add_argument("--tmp", required=True)
     parser.add_argument("--preload", help="a library pd loads first (a sanitizer's runtime)")
-    parser.add_argument("--pending", action="append", default=[],
-                        help="an address the object does not take yet: its errors are tolerated")
     args = parser.parse_args()
 
     # deken's name: LIBRARY[vVERSION](OS-CPU-FLOATBITS).dek, one top folder named as the library.
@@ -167,21 +165,11 @@ def main():
     # /info's, each beginning with an address or the file's path; and the
     # blank line after a report whose text ends with a line break. Pd's own
     # complaints begin otherwise ("error: ", "verbose(1): ", the patch's name).
-    pending = [l for l in lines if any('"%s' % address in l and "unsupported message" in l for address in args.pending)]
-    without_freewheel = any('"/freewheel' in line for line in pending)
-    if without_freewheel:
-        # The object cannot wait for the disk: pd -batch outruns it.
-        pending += [l for l in lines if l.startswith("warning occurred: disk underrun: ")]
-    unexpected = [l for l in lines if not (l.startswith(PRINT) or l.startswith("/") or l == "" or l in pending)]
+    unexpected = [l for l in lines if not (l.startswith(PRINT) or l.startswith("/") or l == "")]
     if unexpected:
         fail("Pd printed what the help should not cause:\n" + "\n".join(unexpected))
-    for line in pending:
-        print("Pd package: tolerated until the object takes it: " + line)
-    wanted = [(PRINT + "/filename " + demo, "the help's /open did not open the demo file beside it")]
-    if without_freewheel:
-        print("Pd package: without /freewheel, whether the file plays to its end is not checked")
-    else:
-        wanted.append((PRINT + "bang", "the object did not play the demo file to its end"))
+    wanted = [(PRINT + "/filename " + demo, "the help's /open did not open the demo file beside it"),
+              (PRINT + "bang", "the object did not play the demo file to its end")]
     for line, why in wanted:
         if line not in lines:
             fail(why + " (no line \"%s\")" % line)
