@@ -6,7 +6,8 @@
 # records it; Pd's window is printed, then the recording is described and its
 # first 1.2 s compared with the file.
 set -euo pipefail
-PACKAGE="$1"; OUT="$2"; CLI="$3"
+# Absolute: Pd takes a relative path as the patch folder's.
+PACKAGE="$(cd "$1" && pwd)"; OUT="$(cd "$2" && pwd)"; CLI="$3"
 PATCH="$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)/demo.pd"
 if ! command -v pd >/dev/null; then
   echo "== (Pure Data is not installed: no demonstration in Pd)"
