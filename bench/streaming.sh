@@ -10,8 +10,8 @@
 #  - auvo5-sfplay render FILE /dev/null --channels N beside sndfile-decode
 #    (libsndfile, 4096-frame blocks, nothing written) for four files;
 #  - auvo5-sfplay decode FILE /dev/null beside sndfile-decode;
-#  - render beside Pure Data's [readsf~ 64] in pd -batch, whole process for
-#    both; Pd's own [realtime] from "start" to readsf~'s end bang is shown too.
+#  - last, bench/pd.sh: render and the Pure Data object beside Pd's
+#    [readsf~ 64] in pd -batch.
 # Memory: peak resident memory (GNU time's %M) beside the ring the player
 # should hold and the program's own baseline. A ring holds channels x frames
 # floats plus a frame tag per frame (a bit when the file fits), where channels = min(box
@@ -131,65 +131,6 @@ compare "$CLI decode $F64_24 /dev/null" "$DECODE $F64_24"
 printf '  %-22s %-21s %-21s %s\n' "64 ch 24-bit, 60 s" "$(speed "$SUBJECT" 60)" "$(speed "$REFERENCE" 60)" \
   "$(verdict "$SUBJECT" "$REFERENCE" 1.5)"
 
-echo
-echo "render --channels 64  beside  Pure Data [readsf~ 64] (pd -batch -noaudio -nogui): whole process for both;"
-echo "Pd's own [realtime] from \"start\" to readsf~'s end bang in the last column"
-if command -v pd >/dev/null; then
-  patch="$WORK/readsf64.pd"
-  # loadbang: dsp on, then (right to left) open, the timer reset, start; the
-  # end bang reads the timer, prints it and quits.
-  cat >"$patch" <<EOF
-#N canvas 0 0 600 400 12;
-#X obj 10 10 loadbang;
-#X obj 10 40 t b b b b;
-#X msg 300 70 open $F64_24;
-#X obj 10 200 realtime;
-#X msg 120 100 start;
-#X msg 10 100 \; pd dsp 1;
-#X obj 120 140 readsf~ 64;
-#X obj 10 230 t b f;
-#X obj 100 260 print pd-readsf-ms;
-#X msg 10 290 \; pd quit;
-#X connect 0 0 1 0;
-#X connect 1 3 2 0;
-#X connect 2 0 6 0;
-#X connect 1 2 3 0;
-#X connect 1 1 4 0;
-#X connect 4 0 6 0;
-#X connect 1 0 5 0;
-#X connect 6 64 3 1;
-#X connect 3 0 7 0;
-#X connect 7 1 8 0;
-#X connect 7 0 9 0;
-EOF
-  # One run: its whole-process seconds to pd, its timer (printed on
-  # stderr, in ms) to pdrt.
-  pd_run() {
-    local start end ms
-    start=$EPOCHREALTIME
-    pd -batch -noaudio -nogui -stderr -open "$patch" 2>"$WORK/pd.err" >/dev/null || true
-    end=$EPOCHREALTIME
-    ms=$(sed -n 's/^pd-readsf-ms: *//p' "$WORK/pd.err")
-    [ -n "$ms" ] || { echo "streaming.sh: Pd did not report its time:" >&2; cat "$WORK/pd.err" >&2; exit 1; }
-    awk -v s="$start" -v e="$end" 'BEGIN { printf "%.6f\n", e - s }' >>"$WORK/pd"
-    awk -v ms="$ms" 'BEGIN { printf "%.6f\n", ms / 1000 }' >>"$WORK/pdrt"
-  }
-  warm "$F64_24"
-  : >"$WORK/s"; : >"$WORK/pd"; : >"$WORK/pdrt"
-  for ((i = 0; i < RUNS; i++)); do
-    wall "$CLI" render "$F64_24" /dev/null --channels 64 >>"$WORK/s"
-    pd_run
-  done
-  subject=$(median <"$WORK/s")
-  reference=$(median <"$WORK/pd")
-  inside=$(median <"$WORK/pdrt")
-  printf '  %-22s %-21s %-21s %s\n' file render "Pd (whole)" "render/Pd"
-  printf '  %-22s %-21s %-21s %s   Pd [realtime]: %s\n' "64 ch 24-bit, 60 s" "$(speed "$subject" 60)" \
-    "$(speed "$reference" 60)" "$(verdict "$subject" "$reference" 1.3)" "$(speed "$inside" 60)"
-else
-  echo "  skipped: Pure Data (pd, Debian's puredata-core) is not installed"
-fi
-
 # ---------------------------------------------------------------------------
 # Memory
 
@@ -261,3 +202,8 @@ per_box=$(ring "$BOX_CHANNELS" 250 "$RATE")
 memory_line "maxsim, the same, a 1 s 250-ch file open" "$measured" "$base" "$((per_box * BOXES))" \
   "$(vectors "$BOXES" "$BOX_CHANNELS")"
 echo "    (baseline: maxsim with the external loaded and the same script without the boxes)"
+
+# ---------------------------------------------------------------------------
+# Pure Data: the object in pd -batch, and render, beside Pd's readsf~
+# shellcheck source=bench/pd.sh
+. "$(dirname "${BASH_SOURCE[0]}")/pd.sh"

@@ -221,6 +221,13 @@ bool AudioProcessorBase::processRuns(std::uint32_t numFrames, const float* const
                                      std::uint32_t numOutputChannels) noexcept
 {
     const std::uint32_t run = getBlockSize();
+    if (numFrames <= run && numInputChannels >= numInputs && numOutputChannels >= numOutputs)
+    {
+        // The usual block: the host's own channel arrays, nothing copied.
+        inputView.setData(const_cast<float* const*>(inputs), numInputs, numFrames);
+        outputView.setData(outputs, numOutputs, numFrames);
+        return processGated(inputView, outputView);
+    }
     bool processed = false;
     for (std::uint32_t offset = 0; offset < numFrames; offset += run)
     {
