@@ -9,9 +9,10 @@ namespace puredata {
 namespace {
 
 // How often, and for how long after the last activity, the clock looks for
-// reports while audio is off.
+// reports while audio is off. The watch is timed on the wall clock: the disk
+// takes real time, while Pd's logical time may race ahead (-batch).
 constexpr double pollMilliseconds = 20.0;
-constexpr double watchMilliseconds = 2000.0;
+constexpr double watchSeconds = 2.0;
 
 } // namespace
 
@@ -40,7 +41,7 @@ void ReportQueue::wakeUp(void* context, bool /*inPerform*/) noexcept
 
 void ReportQueue::Watch() noexcept
 {
-    lastActivity = clock_getlogicaltime();
+    lastActivity = sys_getrealtime();
     if (canvas_dspstate == 0)
         clock_delay(clock, pollMilliseconds);
 }
@@ -50,8 +51,8 @@ void ReportQueue::tick(ReportQueue* self)
     const bool hadReports = self->pending.exchange(false, std::memory_order_acquire);
     self->Deliver();
     if (hadReports)
-        self->lastActivity = clock_getlogicaltime();
-    if (canvas_dspstate == 0 && clock_gettimesince(self->lastActivity) < watchMilliseconds)
+        self->lastActivity = sys_getrealtime();
+    if (canvas_dspstate == 0 && sys_getrealtime() - self->lastActivity < watchSeconds)
         clock_delay(self->clock, pollMilliseconds);
 }
 

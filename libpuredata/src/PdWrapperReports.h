@@ -60,7 +60,7 @@ private:
     t_clock* clock;
     const std::uint64_t pdThread;  // Pd's scheduler thread: the one that built the object
     std::atomic<bool> pending{false};
-    double lastActivity = 0.0;  // Pd's logical time of the last message or report
+    double lastActivity = 0.0;  // wall-clock seconds (Pd's) of the last message or report
 };
 
 } // namespace puredata
