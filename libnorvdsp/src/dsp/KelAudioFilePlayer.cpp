@@ -38,6 +38,9 @@ bool ClaimReport(std::atomic<double>& last, double value, double step, bool upwa
         // 0 and 100 always go out, even twice in a row: a listener that
         // missed the first still learns that playback started or ended.
         const bool always = value == 0.0 || value == 100.0;
+        // Nothing to record: no locked exchange on every block of a full ring.
+        if (always && previous == value)
+            return true;
         const double moved = upwardsOnly ? value - previous : std::abs(value - previous);
         if (!always && !(moved >= step))
             return false;
@@ -55,8 +58,11 @@ bool ClaimReport(std::atomic<double>& last, double value, double step, bool upwa
 // storage: mingw-w64 emulates that, allocating on a thread's first use,
 // which would be the audio thread's first block.
 AudioFilePlayer::AudioBlockScope::AudioBlockScope(AudioFilePlayer& owner) noexcept
-    : player(owner), outerThread(owner.processingThread.exchange(CurrentThreadId(), std::memory_order_relaxed))
+    : player(owner), outerThread(owner.processingThread.load(std::memory_order_relaxed))
 {
+    // Blocks run one at a time (the processing lock), nested ones on the
+    // same thread: a plain store, not a locked exchange, suffices.
+    player.processingThread.store(CurrentThreadId(), std::memory_order_relaxed);
     player.blockInProgress.store(true);  // sequentially consistent: see KelAudioFilePlayerScopes.h
     transportFree = player.transportChanges.load() == 0;
     listenersFree = !player.listenersChanging.load();

@@ -323,13 +323,17 @@ void AudioFilePlayer::Process(const AudioBufferBase<float>& /*inputs*/, AudioBuf
     // the audio side is instead.
     if (plan.silent > 0 && !ring.getShape().resident)
         underrunDebt.fetch_add(plan.silent);
-    totalPlayed.fetch_add(plan.fromRing + plan.silent, std::memory_order_relaxed);
+    // Only blocks change it while a file plays (a reset keeps them away):
+    // no locked read-modify-write needed.
+    totalPlayed.store(totalPlayed.load(std::memory_order_relaxed) + plan.fromRing + plan.silent,
+                      std::memory_order_relaxed);
     writePositions(outputs, n);
 
-    if (getFillPercentage() <= wakeUpFillPercent)
+    const double fill = getFillPercentage();
+    if (fill <= wakeUpFillPercent)
         RequestBuffering();
     if (reports)
-        reportBuffering(getFillPercentage(), true);
+        reportBuffering(fill, true);
 
     if (plan.ended)
     {
