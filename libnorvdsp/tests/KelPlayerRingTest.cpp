@@ -7,7 +7,9 @@
 #include <atomic>
 #include <memory>
 #include <string>
+#include <utility>
 
+#include "dsp/KelPlayerRing.h"
 #include "support/FrameIndexReader.h"
 #include "support/PlayerTestSupport.h"
 #include "support/TestTemp.h"
@@ -143,3 +145,43 @@ TEST(AudioFilePlayerRing, RefusesARingTooLargeAndKeepsTheFileOpen)
 }
 
 } // namespace
+
+// A wide ring's pages are faulted in by a thread of its own while the first
+// disk pass writes: whatever either side does first, the frames written stay
+// as written, and a ring replaced or dropped at once takes its warmer down
+// with it (the sanitizer builds see any use of freed storage).
+TEST(AudioFilePlayerRing, FramesWrittenWhilePagesAreWarmedStayWritten)
+{
+    using kel::PlayerRing;
+    const PlayerRing::Shape shape{.channels = 96, .frames = 480000, .resident = false};  // 184 MB
+    for (int round = 0; round < 3; ++round)
+    {
+        PlayerRing ring = PlayerRing::Allocate(shape, "warm.wav");
+        auto& samples = ring.samples();
+        // The first pass's pattern: a run at the start of every channel, and
+        // one at the end, where the warmer begins.
+        for (std::uint32_t c = 0; c < shape.channels; ++c)
+        {
+            float* channel = samples.getWritePointer(c);
+            for (std::uint64_t f = 0; f < 4096; ++f)
+            {
+                channel[f] = float(c) + float(f) * 1e-4f;
+                channel[shape.frames - 1 - f] = -float(c) - float(f) * 1e-4f;
+            }
+        }
+        // Replaced before the warmer can have finished, then compared.
+        PlayerRing other = PlayerRing::Allocate(shape, "other.wav");
+        std::swap(ring, other);
+        std::swap(ring, other);
+        for (std::uint32_t c = 0; c < shape.channels; ++c)
+        {
+            const float* channel = samples.getReadPointer(c);
+            for (std::uint64_t f = 0; f < 4096; ++f)
+            {
+                ASSERT_EQ(channel[f], float(c) + float(f) * 1e-4f) << "channel " << c << " frame " << f;
+                ASSERT_EQ(channel[shape.frames - 1 - f], -float(c) - float(f) * 1e-4f) << "channel " << c;
+            }
+        }
+        other = PlayerRing();  // dropped while its warmer may still run
+    }
+}

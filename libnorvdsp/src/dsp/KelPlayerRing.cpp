@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdio>
 #include <new>
+#include <system_error>
 
 #include "common/KelException.h"
 
@@ -40,6 +41,29 @@ float* AllocateSamples(std::size_t samples) noexcept
 #endif
     return static_cast<float*>(memory);
 }
+
+#if defined(__linux__)
+// From this size on, a ring's pages are faulted in by a thread of its own.
+// Each channel of a ring starts in a page of its own, so the first disk pass
+// (4096 frames of every channel) faults in nearly every huge page of a wide
+// ring at once, and the kernel clears each one: about 1 GB for 512 channels
+// at the default size, on the thread that opens the file. A second thread
+// that faults them in from the end meets the first pass half way.
+constexpr std::size_t warmedBytes = std::size_t(64) << 20;
+
+void WarmPages(std::stop_token stop, char* storage, std::size_t bytes) noexcept
+{
+    for (std::size_t end = bytes; end > 0 && !stop.stop_requested();)
+    {
+        const std::size_t begin = end > storageAlignment ? end - storageAlignment : 0;
+        // Leaves what is there alone: frames already written stay as they
+        // are. A kernel without it refuses at once, and nothing is lost.
+        if (::madvise(storage + begin, end - begin, MADV_POPULATE_WRITE) != 0)
+            return;
+        end = begin;
+    }
+}
+#endif
 
 std::uint64_t WordsFor(std::uint64_t frames)
 {
@@ -108,7 +132,37 @@ PlayerRing PlayerRing::Allocate(const Shape& shape, const String& path)
     {
         refuse("more than the memory available");
     }
+#if defined(__linux__)
+    if (const std::size_t bytes = samples * sizeof(float); bytes >= warmedBytes)
+    {
+        try
+        {
+            ring.pageWarmer = std::jthread(&WarmPages, reinterpret_cast<char*>(ring.storage.get()), bytes);
+        }
+        catch (const std::system_error&)
+        {
+            // No thread: the disk passes fault the pages in themselves.
+        }
+    }
+#endif
     return ring;
+}
+
+PlayerRing& PlayerRing::operator=(PlayerRing&& other) noexcept
+{
+    if (this == &other)
+        return *this;
+    // Members go in declaration order, the storage before the warmer that
+    // works on it: the warmer is joined first.
+    pageWarmer = std::jthread();
+    shape = other.shape;
+    storage = std::move(other.storage);
+    view = std::move(other.view);
+    frameTags = std::move(other.frameTags);
+    loaded = std::move(other.loaded);
+    loadedWords = other.loadedWords;
+    pageWarmer = std::move(other.pageWarmer);
+    return *this;
 }
 
 void PlayerRing::StorageDeleter::operator()(float* samples) const noexcept

@@ -22,6 +22,8 @@
 #include <memory>
 
 #include "common/KelString.h"
+#include <thread>
+
 #include "math/KelAudioBuffer.h"
 
 namespace kel {
@@ -46,7 +48,8 @@ public:
 
     PlayerRing() = default;
     PlayerRing(PlayerRing&&) noexcept = default;
-    PlayerRing& operator=(PlayerRing&&) noexcept = default;
+    /** Stops this ring's page warmer before its storage goes. */
+    PlayerRing& operator=(PlayerRing&& other) noexcept;
 
     /** A ring of that shape, its loaded bits clear. Throws "cannot allocate
         the ring for "path": C channels x F frames need N GB, more than
@@ -91,6 +94,9 @@ private:
     std::unique_ptr<std::uint64_t[]> frameTags;
     std::unique_ptr<std::atomic<std::uint64_t>[]> loaded;
     std::uint64_t loadedWords = 0;
+    // Linux: faults a large ring's pages in on a second core while the
+    // first disk pass runs; stopped and joined before the storage goes.
+    std::jthread pageWarmer;
 };
 
 } // namespace kel
