@@ -134,12 +134,16 @@ printf '  %-22s %-21s %-21s %s\n' "64 ch 24-bit, 60 s" "$(speed "$SUBJECT" 60)" 
 # ---------------------------------------------------------------------------
 # Memory
 
-# Peak resident memory of CMD in bytes (GNU time's %M, in KiB); its output
-# is dropped, a failure stops all.
+# Peak resident memory of CMD in bytes (GNU time's %M, in KiB), the median of
+# RUNS runs: a process's peak moves by a hundred kilobytes or so from run to
+# run, as much as a small ring. Its output is dropped; a failure stops all.
 peak() {
-  /usr/bin/time -f '%M' -o "$WORK/rss" "$@" >/dev/null 2>"$WORK/peak.err" ||
-    { echo "streaming.sh: failed: $*" >&2; cat "$WORK/peak.err" >&2; exit 1; }
-  awk '{ printf "%.0f\n", $1 * 1024 }' "$WORK/rss"
+  local i
+  for ((i = 0; i < RUNS; i++)); do
+    /usr/bin/time -f '%M' -o "$WORK/rss" "$@" >/dev/null 2>"$WORK/peak.err" ||
+      { echo "streaming.sh: failed: $*" >&2; cat "$WORK/peak.err" >&2; exit 1; }
+    awk '{ printf "%.0f\n", $1 * 1024 }' "$WORK/rss"
+  done | median
 }
 
 # ring CHANNELS_OF_THE_PLAYER CHANNELS_OF_THE_FILE FRAMES_OF_THE_FILE
@@ -183,7 +187,7 @@ maxsim_script() {
 }
 
 echo
-echo "== Memory: peak resident memory (GNU time %M); rings expected = channels x frames x 4 + a tag per frame,"
+echo "== Memory: peak resident memory (GNU time %M, median of the runs); rings expected = channels x frames x 4 + a tag per frame,"
 echo "   channels = min(player's, file's), frames = min(buffer size $BUFFER_FRAMES, file length), none without a file;"
 echo "   limit = (rings + signal vectors) + 10 % + baseline"
 printf '  %-40s %12s %12s %12s %12s %12s %12s\n' "" peak baseline "above base" "rings" "vectors" limit
