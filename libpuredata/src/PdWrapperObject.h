@@ -108,7 +108,7 @@ struct PdObject
             if (processor != nullptr && !P::Dispose(processor))
                 ConsoleWarn(asObject(), "the buffering thread did not end within "
                                             + kel::ToString(std::int64_t(P::bufferingThreadStopTimeoutMs))
-                                            + " ms; it is left to finish and free the player");
+                                            + " ms; it is left to finish on its own");
         }
         else
             delete processor;
