@@ -134,6 +134,12 @@ TEST(OscPatternMatching, Glob)
         bool matches;
     };
     const std::string forty(40, 'a');
+    const std::string groups = [] {
+        std::string text;
+        for (int i = 0; i < 40; ++i)
+            text += "{,a}";
+        return text + "b";
+    }();
     const Case cases[] = {
         {"f?o", "foo", true},
         {"f?o", "fo", false},
@@ -169,6 +175,13 @@ TEST(OscPatternMatching, Glob)
         {"", "", true},
         {"*a*a*a*a*a*a*a*a*a*a*b", forty, false}, // stays fast
         {"*a*a*a*a*a*a*a*a*a*a*b", forty + "b", true},
+        // Forty groups that may each match nothing: 2^40 ways to try.
+        {groups, forty, false}, // stays fast
+        {groups, forty + "b", true},
+        {groups, "b", true},
+        {"{,a}{,a}{,a}b", "aab", true},
+        {"{,a}{,a}{,a}b", "aaaab", false},
+        {"*{,a}*{a,}b", "xab", true},
     };
     for (const auto& c : cases)
         EXPECT_EQ(kel::OscGlobMatch(c.pattern, c.text), c.matches) << c.pattern << " ~ " << c.text;

@@ -73,7 +73,15 @@ class GlobMatcher
 public:
     GlobMatcher(std::string_view p, std::string_view t) : pattern(p), text(t) {}
 
-    bool run() { return match(0, 0, npos); }
+    bool run()
+    {
+        // Without its table a star or a group may backtrack exponentially:
+        // a part that long (a megabyte of pattern times text) matches
+        // nothing rather than holding its thread.
+        if ((pattern.size() + 1) * (text.size() + 1) > maxTableCells && pattern.find_first_of("*{") != npos)
+            return false;
+        return match(0, 0, npos);
+    }
 
 private:
     enum class SetResult { no, yes, abort };
@@ -148,6 +156,11 @@ private:
                     const std::size_t close = pattern.find('}', pi + 1);
                     if (close == npos)
                         return false;
+                    // A group is tried at most once per text position: a run
+                    // of groups whose alternatives may be empty would
+                    // otherwise try every combination of them.
+                    if (hasFailed(pi, ti))
+                        return false;
                     for (std::size_t start = pi + 1;;)
                     {
                         if (match(start, ti, close + 1))
@@ -156,9 +169,11 @@ private:
                             return false;
                         const std::size_t comma = pattern.find(',', start);
                         if (comma == npos || comma > close)
-                            return false;
+                            break;
                         start = comma + 1;
                     }
+                    markFailed(pi, ti);
+                    return false;
                 }
                 default:
                     break;
@@ -206,16 +221,16 @@ private:
         return found != negate ? SetResult::yes : SetResult::no;
     }
 
-    // Failed (star position, text position) pairs, so that patterns such as
-    // *a*a*a*b cost polynomial rather than exponential time.
+    // Failed (star or group position, text position) pairs, so that
+    // patterns such as *a*a*a*b or {,a}{,a}{,a}b cost polynomial rather than
+    // exponential time. A star or a group always resumes in the same place
+    // after it (groups do not nest), so the pair decides the outcome.
     bool hasFailed(std::size_t pi, std::size_t ti)
     {
         if (!tableReady)
         {
             tableReady = true;
-            const std::size_t cells = (pattern.size() + 1) * (text.size() + 1);
-            if (cells <= maxTableCells)
-                failed.Resize(cells, 0);
+            failed.Resize((pattern.size() + 1) * (text.size() + 1), 0);
         }
         return !failed.empty() && failed[pi * (text.size() + 1) + ti] != 0;
     }

@@ -8,6 +8,8 @@
 //  - a part holding "*" or "?" matches every index, so "1*" matches "3";
 //  - in a set, "-" first (or after "!") and ranges ending in ",", "{" or "}"
 //    make the whole match fail; a "-" just before "]" is a literal "-".
+// A pattern part holding "*" or "{" whose length times the text's exceeds a
+// million matches nothing: the time a match takes stays bounded.
 //
 // Pure functions: any thread, no blocking, no allocation except for very
 // long parts holding "*" (a table that keeps backtracking linear).
