@@ -2,6 +2,8 @@
 // library stays loaded for the life of the process, as in Max.
 #include "MaxsimLoader.h"
 
+#include "MaxsimGuiEvents.h"
+
 #if defined(_WIN32)
 #include <windows.h>
 #else
@@ -52,6 +54,12 @@ std::string LoadExternal(const std::string& path)
     if (!entry)
         return path + " exports neither ext_main nor main";
     reinterpret_cast<Entry>(entry)(nullptr);
+#if !defined(_WIN32)
+    // An external with windows: its events are served by the main loop (on
+    // Windows the thread's message queue carries them).
+    if (void* dispatcher = findSymbol(handle, "kel_dispatch_gui_events"))
+        SetGuiEventDispatcher(reinterpret_cast<GuiEventDispatcher>(dispatcher));
+#endif
     return {};
 }
 

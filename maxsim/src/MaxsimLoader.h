@@ -1,5 +1,6 @@
 // Loading an external as Max does: open the library with its symbols kept
-// local, look up `ext_main`, else the older `main`, and call it once.
+// local, look up `ext_main`, else the older `main`, and call it once; on
+// Linux also the optional `kel_dispatch_gui_events` (MaxsimGuiEvents.h).
 #pragma once
 
 #include <string>

@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <iostream>
@@ -109,6 +110,7 @@ private:
             {"overdrive", &Runner::doOverdrive},
             {"cp", &Runner::doCopy},           {"truncate", &Runner::doTruncate},
             {"refused", &Runner::doRefused},
+            {"print", &Runner::doPrint},       {"waitfile", &Runner::doWaitFile},
         };
         auto it = commands.find(line.command);
         if (it == commands.end())
@@ -308,6 +310,25 @@ private:
     {
         need(atoms, 1, "wait MS");
         ServeFor(number(atoms[0], "the duration"));
+    }
+
+    // The script's own line in the output, where a program reading it as it
+    // runs (a window test taking screenshots) finds its cue.
+    void doPrint(const ScriptLine& line, std::vector<t_atom>&) { EmitLine(line.rest); }
+
+    // Serves as wait does until PATH exists (made by whoever reads the
+    // output); not there after MS is a script error.
+    void doWaitFile(const ScriptLine&, std::vector<t_atom>& atoms)
+    {
+        need(atoms, 2, "waitfile PATH MS");
+        const std::string path = text(atoms[0]);
+        const double ms = number(atoms[1], "the timeout");
+        const bool appeared = ServeUntil(ms, [&] {
+            std::error_code error;
+            return std::filesystem::exists(path, error);
+        });
+        if (!appeared)
+            throw ScriptError("waitfile: no " + path + " after " + FormatAtom(atoms[1]) + " ms");
     }
 
     void doSpeed(const ScriptLine&, std::vector<t_atom>& atoms)

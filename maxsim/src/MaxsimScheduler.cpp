@@ -12,6 +12,7 @@
 #include <thread>
 #include <vector>
 
+#include "MaxsimGuiEvents.h"
 #include "MaxsimHooks.h"
 #include "MaxsimObjects.h"
 #include "MaxsimQueue.h"
@@ -170,6 +171,20 @@ void schedulerLoop()
     }
 }
 
+// Main thread, the lock held: waits until `ready`, serving the window system
+// at least every kGuiEventPeriod meanwhile (without the lock).
+template <typename Ready>
+void waitServingGui(std::unique_lock<std::mutex>& lock, Ready ready)
+{
+    State& s = state();
+    while (!s.changed.wait_for(lock, kGuiEventPeriod, ready))
+    {
+        lock.unlock();
+        ServeGuiEvents();
+        lock.lock();
+    }
+}
+
 // Clocks stay allocated after freeobject, so that a late call is reported
 // instead of reading freed memory.
 ClassRecord* clockClass()
@@ -249,6 +264,7 @@ void SetOverdrive(Overdrive mode)
 void ServeAll()
 {
     State& s = state();
+    ServeGuiEvents();
     for (;;)
     {
         if (RunQueued())
@@ -272,13 +288,15 @@ void ServeWhile(const std::function<bool()>& busy)
     {
         ServeAll();
         std::unique_lock<std::mutex> lock(s.mutex);
-        s.changed.wait_for(lock, std::chrono::milliseconds(20), [&] { return s.kicked; });
+        s.changed.wait_for(lock, kGuiEventPeriod, [&] { return s.kicked; });
         s.kicked = false;
     }
     ServeAll();
 }
 
-void ServeFor(double ms)
+void ServeFor(double ms) { ServeUntil(ms, nullptr); }
+
+bool ServeUntil(double ms, const std::function<bool()>& done)
 {
     State& s = state();
     const auto start = SteadyClock::now();
@@ -288,9 +306,15 @@ void ServeFor(double ms)
         std::lock_guard<std::mutex> lock(s.mutex);
         base = s.now;
     }
+    bool reached = false;
     for (;;)
     {
         ServeAll();
+        if (done && done())
+        {
+            reached = true;
+            break;
+        }
         std::unique_lock<std::mutex> lock(s.mutex);
         const auto t = SteadyClock::now();
         if (!s.continuousAudio)
@@ -300,7 +324,7 @@ void ServeFor(double ms)
         }
         if (t >= end)
             break;
-        auto until = end;
+        auto until = std::min(end, t + kGuiEventPeriod);
         const double next = nextDue(s);
         if (next >= 0.0 && !s.continuousAudio)
             until = std::min(until, start + std::chrono::duration_cast<SteadyClock::duration>(
@@ -309,6 +333,7 @@ void ServeFor(double ms)
         s.kicked = false;
     }
     ServeAll();
+    return reached || (done && done());
 }
 
 void Settle()
@@ -320,7 +345,7 @@ void Settle()
         bool continuous;
         {
             std::unique_lock<std::mutex> lock(s.mutex);
-            s.changed.wait(lock, [&] { return !eventsPending(s); });
+            waitServingGui(lock, [&] { return !eventsPending(s); });
             continuous = s.continuousAudio;
         }
         if (QueueIsEmpty())
@@ -347,7 +372,7 @@ void RunScheduled(const std::function<void()>& fn)
     std::unique_lock<std::mutex> lock(s.mutex);
     s.schedTasks.push_back(task);
     s.changed.notify_all();
-    s.changed.wait(lock, [&] { return task->done; });
+    waitServingGui(lock, [&] { return task->done; });
 }
 
 void AudioBegins(bool continuous)

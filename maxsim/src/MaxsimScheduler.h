@@ -2,7 +2,8 @@
 // messages) run: on the main thread (overdrive off), on the scheduler thread
 // (on), on the audio thread after each signal vector while it runs (audio;
 // the scheduler thread otherwise). Time is the audio position while audio
-// runs, real time during `wait`, still between commands.
+// runs, real time during `wait`, still between commands. Whenever the main
+// thread serves or waits, it also serves the window system (MaxsimGuiEvents.h).
 #pragma once
 
 #include <functional>
@@ -25,6 +26,9 @@ void ServeWhile(const std::function<bool()>& busy);
 // Main thread: serves while MS milliseconds of real time pass (time advances
 // with them unless audio runs).
 void ServeFor(double ms);
+// Main thread: the same, ending early once `done` holds (checked on every
+// turn); true when it did.
+bool ServeUntil(double ms, const std::function<bool()>& done);
 // Main thread, after each command: serves until the main queue is empty and
 // no scheduler event is due or running (with audio running, a few rounds).
 void Settle();

@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "MaxWrapperOwnApi.h"
+#include "ProbeEvents.h"
 
 #if defined(_WIN32)
 #include <windows.h>
@@ -135,6 +136,7 @@ void probeFree(Probe* x)
     freeobject(x->report);
     freeobject(x->where);
     qelem_free(x->qelem);
+    ForgetEvents(&x->ob.z_ob);
     object_post(&x->ob.z_ob, "free");
 }
 
@@ -571,6 +573,7 @@ extern "C" C74_EXPORT void ext_main(void*)
     class_addmethod(c, asMethod(&probeDsp64), "dsp64", A_CANT, 0);
     class_addmethod(c, asMethod(&probeMultichannelOutputs), "multichanneloutputs", A_CANT, 0);
     class_addmethod(c, asMethod(&probeAnything), "anything", A_GIMME, 0);
+    AddEventMethods(c);
 
     addAttr(c, "along", "long", 0, offsetof(Probe, along));
     attr_addfilter_clip(class_attr_get(c, sym("along")), 0, 100, 1, 1);
