@@ -9,9 +9,10 @@ namespace kel::gui {
 namespace {
 
 constexpr int margin = 8;
+constexpr int indent = 16; // text well clear of the list's edge
 const juce::Colour headingBackground(0xffdde4ee);
 const juce::Colour selectedBackground(0xffcfe0f7);
-const juce::Colour sendableAddress(0xff0b3d91);
+const juce::Colour sendMark(0xff2f6fc0);
 const juce::Colour plainText(0xff111111);
 const juce::Colour secondaryText(0xff3a3a3a);
 
@@ -102,7 +103,7 @@ void HelpPanel::refilter()
     }
     list.deselectAllRows();
     list.updateContent();
-    list.scrollToEnsureRowIsOnscreen(0);
+    list.setVerticalPosition(0.0);
     list.repaint();
 }
 
@@ -126,13 +127,13 @@ void HelpPanel::paintListBoxItem(int row, juce::Graphics& g, int width, int heig
         return;
     const Row& shown = rows[std::size_t(row)];
     const float lineHeight = font.getHeight();
-    const int textWidth = width - 2 * margin;
+    const int textWidth = width - indent - margin;
     if (shown.entry == nullptr)
     {
         g.fillAll(headingBackground);
         g.setColour(plainText);
-        g.setFont(font.boldened().withHeight(lineHeight * 1.1f));
-        g.drawText(Text(shown.group), margin, 0, textWidth, height, juce::Justification::centredLeft, true);
+        g.setFont(font.withHeight(lineHeight * 1.1f));
+        g.drawText(Text(shown.group), indent, 0, textWidth, height, juce::Justification::centredLeft, true);
         return;
     }
     const OscDocumentation::Entry& entry = *shown.entry;
@@ -141,19 +142,32 @@ void HelpPanel::paintListBoxItem(int row, juce::Graphics& g, int width, int heig
     const int top = margin / 2;
     const int lineTop = top + int(lineHeight);
 
-    const juce::Font bold = font.boldened();
+    // Plain black addresses: OCR (the windows' tests) misreads a leading
+    // "/" in bold or coloured text.
     const juce::String address = Text(entry.getAddress().getText());
-    g.setFont(bold);
-    g.setColour(HelpIndex::IsSendable(entry) ? sendableAddress : plainText);
-    g.drawText(address, margin, top, textWidth, int(lineHeight), juce::Justification::centredLeft, true);
-    const int addressWidth = int(std::ceil(bold.getStringWidthFloat(address + " ")));
+    g.setFont(font);
+    g.setColour(plainText);
+    g.drawText(address, indent, top, textWidth, int(lineHeight), juce::Justification::centredLeft, true);
+    const int addressWidth = int(std::ceil(font.getStringWidthFloat(address + " ")));
     g.setFont(font);
     g.setColour(secondaryText);
-    g.drawText(ArgumentsText(entry), margin + addressWidth, top, textWidth - addressWidth, int(lineHeight),
+    g.drawText(ArgumentsText(entry), indent + addressWidth, top, textWidth - addressWidth, int(lineHeight),
                juce::Justification::centredLeft, true);
 
+    if (HelpIndex::IsSendable(entry))
+    {
+        // A triangle in the left gutter: this row sends when clicked.
+        const float size = lineHeight * 0.45f;
+        const float x = float(indent) - size - 3.0f;
+        const float y = float(top) + (lineHeight - size) / 2.0f;
+        juce::Path mark;
+        mark.addTriangle(x, y, x, y + size, x + size * 0.8f, y + size / 2.0f);
+        g.setColour(sendMark);
+        g.fillPath(mark);
+    }
+
     g.setColour(plainText);
-    g.drawText(SummaryText(entry), margin, lineTop, textWidth, int(lineHeight), juce::Justification::centredLeft,
+    g.drawText(SummaryText(entry), indent, lineTop, textWidth, int(lineHeight), juce::Justification::centredLeft,
                true);
 }
 
