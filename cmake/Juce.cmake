@@ -34,14 +34,32 @@ function(kel_add_juce modules_dir)
   set_target_properties(kel_juce PROPERTIES CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
 
   find_package(PkgConfig REQUIRED)
+  if(WIN32)
+    # libz.a, not the import library of zlib1.dll beside it in MinGW's sysroot.
+    set(ZLIB_USE_STATIC_LIBS ON)
+  endif()
   find_package(ZLIB REQUIRED)
   find_package(PNG REQUIRED)
   find_package(JPEG REQUIRED)
   target_link_libraries(kel_juce PUBLIC ZLIB::ZLIB PNG::PNG JPEG::JPEG)
   if(WIN32)
+    # What JUCE's modules declare for MinGW (mingwLibs) but wsock32, whose
+    # functions ws2_32 exports too (one DLL less to import), and the part of
+    # Windows' API MinGW does not link by default; all Windows' own DLLs.
     target_link_libraries(kel_juce PUBLIC
-        user32 gdi32 comdlg32 comctl32 imm32 ole32 oleaut32 uuid shell32 shlwapi
-        version winmm ws2_32 wininet dwmapi setupapi rpcrt4 winspool dxgi d2d1 dwrite)
+        uuid wininet version ole32 ws2_32 oleaut32 imm32 comdlg32 shlwapi rpcrt4 winmm dxgi
+        user32 gdi32 shell32 advapi32)
+    if(MINGW)
+      # JUCE implements DirectWrite fonts only for MSVC (its own #warning
+      # says so): GDI fonts, on every translation unit alike.
+      target_compile_definitions(kel_juce PUBLIC JUCE_USE_DIRECTWRITE=0)
+      # Unoptimised, juce_gui_basics.cpp has more sections (52,484) than a
+      # plain COFF object holds (32,767).
+      set_source_files_properties("${modules_dir}/juce_gui_basics/juce_gui_basics.cpp"
+                                  PROPERTIES COMPILE_OPTIONS "-Wa,-mbig-obj")
+      set_source_files_properties("${modules_dir}/juce_graphics/juce_graphics.cpp"
+                                  PROPERTIES COMPILE_OPTIONS "-include;${CMAKE_CURRENT_FUNCTION_LIST_DIR}/JuceMingwJpegBoolean.h")
+    endif()
   else()
     # X11 and its extensions are loaded at run time by JUCE itself; only
     # their headers are needed to build.

@@ -18,6 +18,9 @@ system_dlls=(
   ole32.dll oleaut32.dll comdlg32.dll comctl32.dll winspool.drv version.dll winmm.dll ws2_32.dll
   bcrypt.dll crypt32.dll secur32.dll uuid.dll imm32.dll setupapi.dll dbghelp.dll psapi.dll
   msvcrt.dll ucrtbase.dll 'api-ms-win-crt-*.dll' 'api-ms-win-core-*.dll'
+  # what JUCE's windows import besides the above (DXGI for the displays'
+  # refresh, WinINet for juce_core's URL streams)
+  dxgi.dll wininet.dll
 )
 allowed=("${system_dlls[@]}" "$@")
 

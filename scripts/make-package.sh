@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # make-package.sh LINUX_BUILD WINDOWS_EXTERNAL OUT
 # Assembles the Max package OUT (dist/auvo5): package-info.json, the Windows
-# external, its reference page made by the object itself ("/exportref",
+# external, the licence, its reference page made by the object itself ("/exportref",
 # through the Linux build in maxsim), the help patcher and its demo file.
 set -euo pipefail
 ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
@@ -17,6 +17,7 @@ cp "$EXTERNAL" "$OUT/externals/"
 strip_tool=x86_64-w64-mingw32-strip
 if command -v "$strip_tool" >/dev/null; then "$strip_tool" "$OUT/externals/$(basename "$EXTERNAL")"; fi
 cp "$ROOT/package/help/auvo5.sfplay~.maxhelp" "$OUT/help/"
+cp "$ROOT/LICENSE" "$OUT/"
 "$LINUX_BUILD/libnorvdsp/tests/auvo5-make-demo-file" "$OUT/media/auvo5-demo.wav" 4
 
 # The reference page, written by the object: the save dialog is answered
