@@ -13,6 +13,7 @@
 //   KelAudioFilePlayerDisk.cpp       the disk pass and the buffering thread
 //   KelAudioFilePlayerAudio.cpp      Process: ring read, position signal
 //   KelAudioFilePlayerFreewheel.cpp  the audio side's wait for the disk ("/freewheel 1")
+//   KelAudioFilePlayerStatus.cpp     the status a window shows
 //
 // Threads and locks. Three threads touch a player: the host's message
 // thread (messages, open, seek), the audio thread (Process) and the
@@ -87,6 +88,7 @@
 #include "dsp/KelAudioProcessorWithOscInAudioInterrupt.h"
 #include "files/KelFile.h"
 #include "dsp/KelPlayerRing.h"
+#include "dsp/KelPlayerStatus.h"
 #include "math/KelAudioBuffer.h"
 #include "osc/KelOscBundle.h"
 
@@ -315,6 +317,10 @@ public:
         file's path followed by its information. Message thread; takes the
         disk mutex. */
     Vector<String> getInformation() const;
+
+    /** What a status window shows (KelAudioFilePlayerStatus.cpp). Main
+        thread (the message thread) only; never waits for the disk. */
+    PlayerStatus GetPlayerStatus() const;
 
     /** The frame's state, then "/filename" (empty when none), "/loop" and,
         with a file, "/channel/number" and "/length" (ms). Message thread;
