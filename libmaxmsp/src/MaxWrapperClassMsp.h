@@ -15,6 +15,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 
 #include "MaxWrapperApi.h"
 #include "MaxWrapperConsole.h"
@@ -59,7 +60,7 @@ struct MspObject
     long mc;                             // attribute: multichannel outlets (0 or 1)
     std::int32_t numInputs;              // signal inlets without mc
     std::int32_t numOutputs;             // signal outlets without mc
-    MspWindows* windows;                 // owned; null until first shown
+    MspWindows* windows;                 // owned; the processor's clipboard listener
     Console* console;                    // owned; the processor's console listener
     MspLatencyListener* latencyListener; // owned; the processor's latency listener
     MainThreadInbox* inbox;              // owned; messages from other threads wait here for the main thread
@@ -68,7 +69,8 @@ struct MspObject
     t_object* asObject() noexcept { return reinterpret_cast<t_object*>(this); }
 
     /** After the processor is built: checks its channel counts against the
-        host's limit, then registers the console and the latency listener.
+        host's limit, then registers the console, the latency listener and
+        the windows (which hold the clipboard; they open on demand).
         Throws "too many input channels : n" / "too many output channels : n". */
     void Initialize() noexcept(false)
     {
@@ -85,6 +87,7 @@ struct MspObject
         processor->AddObserver(console);
         latencyListener = new MspLatencyListener(console->getReports());
         processor->AddLatencyListener(latencyListener);
+        createWindows();
         AddLiveObject(asObject());
     }
 
@@ -135,14 +138,22 @@ struct MspObject
     }
 
     /** The generic part of free, after the object's own listeners are
-        gone: the audio chain (if still set up), the latency listener, the
-        console with its report queue (its clock and qelem), the inbox with
-        what waits in it, the windows, the processor, the entry in the live
-        list. A processor whose own thread does not end in time is left to
-        that thread, and the console says so. Safe on a half-built object. */
+        gone: the audio chain (if still set up), the windows (closed and
+        deleted: snapshot, status, help), the latency listener, the console
+        with its report queue (its clock and qelem), the inbox with what
+        waits in it, the processor, the entry in the live list. A processor
+        whose own thread does not end in time is left to that thread, and
+        the console says so. Safe on a half-built object. */
     void FreeGeneric() noexcept
     {
         ReleaseDsp();
+        if (windows != nullptr)
+        {
+            if (processor != nullptr)
+                processor->RemoveHostListener(windows);
+            delete windows;
+            windows = nullptr;
+        }
         if (latencyListener != nullptr)
         {
             if (processor != nullptr)
@@ -162,8 +173,6 @@ struct MspObject
         }
         delete inbox;
         inbox = nullptr;
-        delete windows;
-        windows = nullptr;
         if constexpr (requires(P* p) { P::Dispose(p); })
         {
             if (processor != nullptr && !P::Dispose(processor))
@@ -235,13 +244,14 @@ struct MspObject
             console->getReports().Deliver();
     }
 
-    /** The window messages ("/help", "/status", "/snapshot"); false when
-        the message is not one of them. */
+    /** The window messages ("/help", "/status", "/snapshot" and their
+        open, close, openorclose, font/size and floating); false when the
+        message is not one of them. */
     bool ProcessHelpAndStatus(const kel::OscMessage& message)
     {
         try
         {
-            if (windows == nullptr && !IsWindowMessage(message))
+            if (!IsWindowMessage(message))
                 return false;
             return getWindows().Process(message);
         }
@@ -252,17 +262,22 @@ struct MspObject
         }
     }
 
-    /** The windows, created on first use. */
+    /** The windows (made with the object; here too for a half-built one). */
     MspWindows& getWindows()
     {
         if (windows == nullptr)
-        {
-            kel::String description;
-            if constexpr (requires { P::getDescription(); })
-                description = P::getDescription();
-            windows = new MspWindows(asObject(), *processor, description);
-        }
+            createWindows();
         return *windows;
+    }
+
+    /** The player's status for the status window; nothing for a processor
+        that has none. Main thread. */
+    std::optional<kel::PlayerStatus> GetPlayerStatus() const
+    {
+        if constexpr (requires(const P& p) { p.GetPlayerStatus(); })
+            return std::optional<kel::PlayerStatus>(processor->GetPlayerStatus());
+        else
+            return std::nullopt;
     }
 
     /** The line "/post/version" starts with. */
@@ -314,6 +329,19 @@ struct MspObject
     }
 
 private:
+    /** The windows, which see the object through Dispatch, and the
+        processor's clipboard listener. */
+    void createWindows()
+    {
+        kel::String description;
+        if constexpr (requires { P::getDescription(); })
+            description = P::getDescription();
+        MspWindowAccess access{[this](const kel::OscMessage& message) { Dispatch(message); },
+                               [this] { return GetPlayerStatus(); }};
+        windows = new MspWindows(asObject(), *processor, description, std::move(access));
+        processor->AddHostListener(windows);
+    }
+
     static void deferredDialogMessage(MspObject* x, t_symbol* s, short /*argc*/, t_atom* /*argv*/)
     {
         x->Dispatch(kel::OscMessage(kel::String(s->s_name)), false);

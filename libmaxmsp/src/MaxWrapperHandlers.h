@@ -274,7 +274,7 @@ void generic_dblclick_method(MspObject<P>* x)
 {
     try
     {
-        x->getWindows().ShowHelp();
+        x->getWindows().OnDoubleClick();
     }
     catch (...)
     {
