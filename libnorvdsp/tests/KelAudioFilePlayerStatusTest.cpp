@@ -292,8 +292,9 @@ TEST(AudioFilePlayerStatus, ReadWhileTheAudioThreadPlays)
         ++reads;
         const double frame = std::round(status.positionMs * hostRate / 1000.0);
         const int passed = (frame >= 50000) + (frame >= 100000) + (frame >= 150000) - 1;
+        const double progress = frame * 100.0 / double(length);
         whole = whole && status.transport == Transport::playing && status.positionMs >= lastPosition
-             && status.positionMs <= Ms(played) && std::abs(status.progressPercent - frame * 100.0 / double(length)) < 1e-9
+             && status.positionMs <= Ms(played) && std::abs(status.progressPercent - progress) < 1e-9
              && status.lastPassedMarker == passed && status.fillPercent >= 0.0 && status.fillPercent <= 100.0
              && status.markers.size() == 3;
         lastPosition = status.positionMs;

@@ -22,7 +22,10 @@ DisplayCheck Probe()
                                  GetModuleHandleW(nullptr), nullptr);
     if (probe == nullptr)
     {
-        check.reason = "no window can be created (error " + ToString(std::uint64_t(GetLastError())) + ")";
+        const DWORD error = GetLastError();
+        check.reason = "no window can be created";
+        if (error != 0)
+            check.reason += " (error " + ToString(std::uint64_t(error)) + ")";
         return check;
     }
     DestroyWindow(probe);

@@ -26,7 +26,7 @@ namespace {
 
 struct RuntimeState
 {
-    std::mutex threadLock; // guards boundThread's first setting only
+    std::mutex threadLock; // guards boundThread
     std::optional<std::thread::id> boundThread;
     int users = 0;
     std::atomic<bool> running{false};
@@ -34,9 +34,11 @@ struct RuntimeState
     std::unique_ptr<juce::LookAndFeel_V4> lookAndFeel;
 };
 
+/** Never destroyed: a host that exits with boxes alive must not have JUCE's
+    objects torn down by static destructors in whatever order they run. */
 RuntimeState& State()
 {
-    static RuntimeState state;
+    static RuntimeState& state = *new RuntimeState;
     return state;
 }
 
@@ -79,16 +81,26 @@ bool Acquire()
     if (!OnBoundThread(true))
         return false;
     RuntimeState& state = State();
-    if (state.users++ == 0)
+    if (state.users == 0)
     {
         InstallXErrorHandler();
         juce::initialiseJuce_GUI();
-        // Dark text on light backgrounds, for every window of every object.
-        state.lookAndFeel =
-            std::make_unique<juce::LookAndFeel_V4>(juce::LookAndFeel_V4::getLightColourScheme());
+        try
+        {
+            // Dark text on light backgrounds, for every window of every object.
+            state.lookAndFeel =
+                std::make_unique<juce::LookAndFeel_V4>(juce::LookAndFeel_V4::getLightColourScheme());
+        }
+        catch (...)
+        {
+            juce::shutdownJuce_GUI();
+            RestoreXErrorHandler();
+            throw;
+        }
         juce::LookAndFeel::setDefaultLookAndFeel(state.lookAndFeel.get());
         state.running.store(true, std::memory_order_release);
     }
+    ++state.users;
     return true;
 }
 

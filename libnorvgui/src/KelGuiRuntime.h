@@ -29,7 +29,7 @@ bool HasDisplay();
 
 /** Starts JUCE's GUI for the calling thread on the first call, counts the
     others. False, with nothing changed, on any thread but the one JUCE was
-    first bound to. */
+    first bound to. Throws (nothing changed) only when memory runs out. */
 bool Acquire();
 /** Undoes one Acquire; the last one deletes every JUCE object it owns and
     shuts JUCE down. Ignored on another thread or without an Acquire. */

@@ -182,8 +182,9 @@ void StatusPanel::resized()
         auto transport = area.removeFromTop(largeLine);
         transportIcon.setBounds(transport.removeFromLeft(largeLine));
         transport.removeFromLeft(gap);
-        transportWord.setBounds(
-            transport.removeFromLeft(juce::Font(points * largeScale, juce::Font::bold).getStringWidth("looping") + line));
+        // As wide as the widest of the four words.
+        const int wordWidth = juce::Font(points * largeScale, juce::Font::bold).getStringWidth("looping") + line;
+        transportWord.setBounds(transport.removeFromLeft(wordWidth));
         position.setBounds(transport);
         area.removeFromTop(gap);
         progress.setBounds(area.removeFromTop(line));

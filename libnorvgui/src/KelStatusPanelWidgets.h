@@ -58,10 +58,11 @@ private:
     int getNumRows() override;
     void paintListBoxItem(int row, juce::Graphics& g, int width, int height, bool selected) override;
 
-    juce::ListBox list;
+    // Before the list, which reads them through the model.
     std::vector<PlayerStatus::Marker> markers;
     int highlighted = -1;
     float fontHeight = 15.0f;
+    juce::ListBox list;
 };
 
 } // namespace kel::gui

@@ -223,8 +223,8 @@ std::string WriteTone(const std::filesystem::path& folder)
 
 TEST_F(StatusPanel, FollowsARealPlayer)
 {
-    const auto folder = std::filesystem::temp_directory_path()
-                      / ("kel-status-panel-" + std::to_string(std::chrono::steady_clock::now().time_since_epoch().count()));
+    const auto stamp = std::chrono::steady_clock::now().time_since_epoch().count();
+    const auto folder = std::filesystem::temp_directory_path() / ("kel-status-panel-" + std::to_string(stamp));
     std::filesystem::create_directories(folder);
     const std::string path = WriteTone(folder);
     ASSERT_FALSE(path.empty());
