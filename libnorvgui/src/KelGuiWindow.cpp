@@ -5,6 +5,27 @@ namespace kel::gui {
 namespace {
 constexpr int minimumWidth = 320;
 constexpr int minimumHeight = 200;
+
+#if defined(_WIN32)
+// JUCE 7 on Windows hands a window's repaints to the system only at the
+// display's vertical blank, which not every system reports (Wine's DXGI does
+// not implement WaitForVBlank): such a window would keep its first paint
+// forever. A timer on the main thread flushes them meanwhile.
+class RepaintFlush final : public juce::Timer
+{
+public:
+    explicit RepaintFlush(juce::Component& windowToFlush) : window(windowToFlush) { startTimerHz(30); }
+
+private:
+    void timerCallback() override
+    {
+        if (auto* peer = window.getPeer())
+            peer->performAnyPendingRepaintsNow();
+    }
+
+    juce::Component& window;
+};
+#endif
 } // namespace
 
 GuiWindow::GuiWindow(const juce::String& title, std::unique_ptr<Panel> content, juce::Rectangle<int> bounds)
@@ -19,10 +40,14 @@ GuiWindow::GuiWindow(const juce::String& title, std::unique_ptr<Panel> content, 
     setResizable(true, false);
     setResizeLimits(minimumWidth, minimumHeight, 16384, 16384);
     setBounds(bounds);
+#if defined(_WIN32)
+    repaintFlush = std::make_unique<RepaintFlush>(*this);
+#endif
 }
 
 GuiWindow::~GuiWindow()
 {
+    repaintFlush.reset();
     clearContentComponent();
 }
 

@@ -45,6 +45,8 @@ public:
 private:
     Panel* panel; // owned through the content component
     float fontSize = defaultFontSize;
+    // Windows: hands pending repaints to the system (see the .cpp); none elsewhere.
+    std::unique_ptr<juce::Timer> repaintFlush;
 };
 
 } // namespace kel::gui
