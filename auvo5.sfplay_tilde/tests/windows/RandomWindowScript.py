@@ -1,7 +1,7 @@
 """A maxsim script from a seed: the three windows' messages to two playing
 boxes in random order, with time for the windows to draw between some of
 them; the first box freed midway, then the last one (JUCE shuts down), then
-a new box that starts the windows again."""
+a new box that starts the windows again, whose help window must show."""
 import random
 
 WINDOWS = ("help", "status", "snapshot")
@@ -45,5 +45,7 @@ def make(seed):
     lines += ["free 2", "wait 50"]
     playing_box(3, lines)
     phase(rng, [3], lines)
-    lines.append("wait 200")
+    # The windows started again after the last free: the help window shows.
+    lines += ["send 3 /help/font/size 18", "send 3 /help/open", "wait 300",
+              "print screenshot restarted: open an audio file", "waitfile ${WINDOW_GO}/restarted 120000"]
     return "\n".join(lines) + "\n"
