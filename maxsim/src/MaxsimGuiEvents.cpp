@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "MaxsimObjects.h"
 #include "MaxsimThreads.h"
 
 #if defined(_WIN32)
@@ -48,6 +49,9 @@ void ServeGuiEvents()
     const int dispatched = dispatcher();
     if (dispatched < 0)
         Violation("kel_dispatch_gui_events", "returned " + std::to_string(dispatched) + ", not a count of events");
+    // The windows belong to the objects: with none left, nothing of theirs may still run.
+    else if (dispatched > 0 && CountExternalObjects() == 0)
+        Violation("kel_dispatch_gui_events", "dispatched events with no object of the external alive");
 }
 
 }  // namespace maxsim

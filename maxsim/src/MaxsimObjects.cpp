@@ -1,6 +1,7 @@
 // Classes, object lifetime and untyped method calls (object_method).
 #include "MaxsimObjects.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdarg>
 #include <cstdlib>
@@ -163,6 +164,16 @@ unsigned long long SerialOf(const void* object)
 }
 
 bool IsLive(const void* object, unsigned long long serial) { return serial && SerialOf(object) == serial; }
+
+std::size_t CountExternalObjects()
+{
+    Registry& r = registry();
+    std::lock_guard<std::mutex> lock(r.mutex);
+    return static_cast<std::size_t>(std::count_if(r.objects.begin(), r.objects.end(), [](const auto& entry) {
+        const ClassRecord* cls = entry.second->cls;
+        return !cls->release && !cls->kernelBox;
+    }));
+}
 
 ObjectInfo* EnterObject(const void* object)
 {

@@ -65,6 +65,8 @@ std::string BoxLabel(const void* object);
 // The serial of a live object, 0 for anything else.
 unsigned long long SerialOf(const void* object);
 bool IsLive(const void* object, unsigned long long serial);
+// How many objects of the external's classes (not the kernel's) are alive.
+std::size_t CountExternalObjects();
 // A call into a live object begins (nullptr when it is not one) and ends.
 ObjectInfo* EnterObject(const void* object);
 void LeaveObject(ObjectInfo* info);

@@ -22,6 +22,8 @@ struct Pending
 #endif
 } pending;
 
+bool stray = false;  // main thread
+
 void serve()
 {
     const auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(SteadyClock::now() - pending.armed).count();
@@ -50,11 +52,14 @@ void eventsAfter(t_object* x, t_atom_long ms)
 #endif
 }
 
+void strayEvents(t_object*) { stray = true; }
+
 }  // namespace
 
 void AddEventMethods(t_class* c)
 {
     class_addmethod(c, reinterpret_cast<method>(&eventsAfter), "eventsafter", A_LONG, 0);
+    class_addmethod(c, reinterpret_cast<method>(&strayEvents), "strayevents", 0);
 }
 
 void ForgetEvents(t_object* x)
@@ -73,7 +78,7 @@ void ForgetEvents(t_object* x)
 extern "C" C74_EXPORT int kel_dispatch_gui_events(void)
 {
     if (!pending.box || SteadyClock::now() < pending.due)
-        return 0;
+        return stray ? 1 : 0;
     serve();
     return 1;
 }

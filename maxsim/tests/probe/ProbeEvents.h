@@ -3,6 +3,8 @@
 // "events served on the main thread N ms after arming". On Linux the event
 // is found by the exported dispatcher the host calls, on Windows it is a
 // thread timer, delivered only by the host's message loop.
+// "strayevents" (Linux) makes the dispatcher report an event on every call
+// from then on, also once the box is freed: windows that outlive their object.
 #pragma once
 
 #include "MaxWrapperOwnApi.h"
