@@ -20,12 +20,13 @@ import re
 import shutil
 import subprocess
 import sys
+import threading
 import time
 
 import Ocr
 import RandomWindowScript
 from WineSession import Unavailable as WineUnavailable, WineSession, windows_path
-from XServer import Unavailable as XUnavailable, XServer, missing_tools
+from XServer import Unavailable as XUnavailable, XServer, die_with_parent, missing_tools
 
 SKIP = 77
 CUE = re.compile(r"^screenshot ([A-Za-z0-9_-]+): (.*)$")
@@ -117,7 +118,10 @@ def run(args, tmp):
         output = []
         started = time.monotonic()
         maxsim = subprocess.Popen(command, env=env, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
-                                  stdin=subprocess.DEVNULL, text=True, errors="replace")
+                                  stdin=subprocess.DEVNULL, text=True, errors="replace", preexec_fn=die_with_parent)
+        # A run that hangs is ended, its output kept.
+        watchdog = threading.Timer(MAXSIM_SECONDS, maxsim.kill)
+        watchdog.start()
         try:
             for line in maxsim.stdout:
                 line = line.rstrip("\r\n")
@@ -126,10 +130,15 @@ def run(args, tmp):
                 if cue:
                     checker.check(cue.group(1), cue.group(2))
                     open(os.path.join(go, cue.group(1)), "w").close()
-            status = maxsim.wait(timeout=MAXSIM_SECONDS)
-        except subprocess.TimeoutExpired:
-            maxsim.kill()
-            status = "killed after %d s" % MAXSIM_SECONDS
+            status = maxsim.wait()
+            if not watchdog.is_alive():
+                status = "%s, killed after %d s" % (status, MAXSIM_SECONDS)
+        finally:
+            watchdog.cancel()
+            # Also when a check broke off: nothing of this run outlives it.
+            if maxsim.poll() is None:
+                maxsim.kill()
+                maxsim.wait()
         seconds = time.monotonic() - started
     except WineUnavailable as e:
         print("skipped: %s" % e)
@@ -174,6 +183,9 @@ def main():
     if args.seed is not None:
         args.seed = int(args.seed)
         print("seed %d (--seed %d repeats this run)" % (args.seed, args.seed))
+    if not shutil.which("Xvfb"):
+        print("skipped: Xvfb is not installed, no X server can start")
+        return SKIP
     # Installed with Xvfb (./dev deps): their absence is a broken set-up, not a skip.
     missing = missing_tools() + ([] if Ocr.available() else ["tesseract"])
     if missing:

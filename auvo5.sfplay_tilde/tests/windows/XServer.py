@@ -1,8 +1,10 @@
 """A private X server for one test (Xvfb on a display nobody uses, its root
 black so that windows stand out) and screenshots of its screen."""
+import ctypes
 import os
 import random
 import shutil
+import signal
 import subprocess
 import time
 
@@ -14,6 +16,13 @@ START_SECONDS = 20
 
 class Unavailable(Exception):
     """No X server can start here: the tests that need one are skipped."""
+
+
+def die_with_parent():
+    """For Popen's preexec_fn: the child ends when the test does, even killed
+    by CTest's timeout, so that no server is left behind."""
+    PR_SET_PDEATHSIG = 1
+    ctypes.CDLL(None, use_errno=True).prctl(PR_SET_PDEATHSIG, signal.SIGTERM)
 
 
 def _in_use(n):
@@ -53,7 +62,8 @@ class XServer:
             display = ":%d" % n
             log = open(self.log_path, "ab")
             process = subprocess.Popen(["Xvfb", display, "-screen", "0", "1600x1200x24", "-nolisten", "tcp", "-br"],
-                                       stdout=log, stderr=log, stdin=subprocess.DEVNULL)
+                                       stdout=log, stderr=log, stdin=subprocess.DEVNULL,
+                                       preexec_fn=die_with_parent)
             log.close()
             deadline = time.monotonic() + START_SECONDS
             while process.poll() is None and time.monotonic() < deadline:
