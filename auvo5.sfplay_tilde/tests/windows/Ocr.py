@@ -32,9 +32,9 @@ def read(png_path, mode):
 class Expectation:
     """"text" must be read, "!text" must not."""
 
-    def __init__(self, spec):
-        self.absent = spec.startswith("!")
-        self.text = spec[1:] if self.absent else spec
+    def __init__(self, written):
+        self.absent = written.startswith("!")
+        self.text = written[1:] if self.absent else written
         self.wanted = normalise(self.text)
 
     def met(self, readings):
