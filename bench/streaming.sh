@@ -174,6 +174,10 @@ vectors() {
 maxsim_script() {
   local name="$1" boxes="$2" file="$3" i
   {
+    # maxsim loads an external when its class is first named: the baseline,
+    # without boxes, loads it too, so that its code and libraries count in
+    # the baseline and not as the boxes' memory.
+    echo "classinfo auvo5.sfplay~"
     for ((i = 1; i <= boxes; i++)); do echo "new auvo5.sfplay~ @channels $BOX_CHANNELS"; done
     if [ -n "$file" ]; then
       for ((i = 1; i <= boxes; i++)); do echo "send $i /open $file"; done
