@@ -1,8 +1,25 @@
 #include "KelPanelLook.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace kel::gui {
+
+bool PanelLook::changeFontHeight(juce::Component& panel, float points)
+{
+    if (!std::isfinite(points))
+        return false;
+    // Beyond these a panel is either unreadable or larger than any screen.
+    points = std::clamp(points, minFontSize, maxFontSize);
+    const float previous = fontHeight;
+    fontHeight = points;
+    // The panel grows with its text, so that a window sized to it keeps
+    // showing as much.
+    if (points != previous && !panel.getLocalBounds().isEmpty())
+        panel.setSize(juce::roundToInt(float(panel.getWidth()) * points / previous),
+                      juce::roundToInt(float(panel.getHeight()) * points / previous));
+    return true;
+}
 
 PanelLook::PanelLook() : juce::LookAndFeel_V4(juce::LookAndFeel_V4::getLightColourScheme())
 {

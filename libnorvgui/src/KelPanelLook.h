@@ -29,8 +29,12 @@ class PanelLook : public juce::LookAndFeel_V4
 public:
     PanelLook();
 
-    void setFontHeight(float height) noexcept { fontHeight = height; }
     float getFontHeight() const noexcept { return fontHeight; }
+    /** Takes a panel's font size ("/<window>/font/size"): false, changing
+        nothing, for a NaN or an infinity; others are clamped to the limits,
+        and the panel is scaled by the change. The panel then sets its
+        widgets' fonts from getFontHeight(). */
+    bool changeFontHeight(juce::Component& panel, float points);
     /** The height of a line of widgets (a button, a field) at this size. */
     int getLineHeight() const noexcept;
 

@@ -99,14 +99,11 @@ SnapshotPanel::~SnapshotPanel()
     setLookAndFeel(nullptr);
 }
 
-void SnapshotPanel::setFontSize(float points)
+void SnapshotPanel::setFontSize(float requested)
 {
-    if (!std::isfinite(points))
+    if (!look.changeFontHeight(*this, requested))
         return;
-    // Beyond these a panel is either unreadable or larger than any screen.
-    points = std::clamp(points, minFontSize, maxFontSize);
-    const float previous = look.getFontHeight();
-    look.setFontHeight(points);
+    const float points = look.getFontHeight();
     const juce::Font plain(points);
     for (juce::Label* label : {&nameCaption, &interpolationCaption, &fromCaption, &toCaption})
         label->setFont(plain);
@@ -116,11 +113,6 @@ void SnapshotPanel::setFontSize(float points)
     // The slider's value box takes the font when it is made again.
     amount.setTextBoxStyle(juce::Slider::TextBoxRight, false, juce::roundToInt(points * 5.0f), look.getLineHeight());
     amount.lookAndFeelChanged();
-    // The panel grows with its text, so that a window sized to it keeps
-    // showing as much.
-    if (points != previous && !getLocalBounds().isEmpty())
-        setSize(juce::roundToInt(float(getWidth()) * points / previous),
-                juce::roundToInt(float(getHeight()) * points / previous));
     resized();
     repaint();
 }

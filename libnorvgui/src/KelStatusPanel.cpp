@@ -64,14 +64,11 @@ StatusPanel::~StatusPanel()
     setLookAndFeel(nullptr);
 }
 
-void StatusPanel::setFontSize(float points)
+void StatusPanel::setFontSize(float requested)
 {
-    if (!std::isfinite(points))
+    if (!look.changeFontHeight(*this, requested))
         return;
-    // Beyond these a panel is either unreadable or larger than any screen.
-    points = std::clamp(points, minFontSize, maxFontSize);
-    const float previous = look.getFontHeight();
-    look.setFontHeight(points);
+    const float points = look.getFontHeight();
     const juce::Font plain(points);
     const juce::Font large(points * largeScale, juce::Font::bold);
     for (juce::Label* label : {&formatLine, &position, &fillCaption, &markersCaption, &stateCaption, &dspCaption})
@@ -86,11 +83,6 @@ void StatusPanel::setFontSize(float points)
         editor->setFont(plain);
         editor->applyFontToAllText(plain);
     }
-    // The panel grows with its text, so that a window sized to it keeps
-    // showing as much.
-    if (points != previous && !getLocalBounds().isEmpty())
-        setSize(juce::roundToInt(float(getWidth()) * points / previous),
-                juce::roundToInt(float(getHeight()) * points / previous));
     resized();
     repaint();
 }
